@@ -1,0 +1,494 @@
+#include "image/bitmap.h"
+
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <memory>
+#include <vector>
+
+#include "image/settings.h"
+#include "tests/image/bitmaptestutil.h"
+
+namespace {
+
+uintptr_t Address(const void* p) {
+    return reinterpret_cast<uintptr_t>(p);
+}
+
+TEST(BitmapStorage, RowLengthFollowsAlignmentAndRefusesOverflow) {
+    EXPECT_EQ(IEComputeRowLen(3, 24, 32), 12);
+    EXPECT_EQ(IEComputeRowLen(3, 24, 8), 9);
+    EXPECT_EQ(IEComputeRowLen(10, 1, 32), 4);
+    EXPECT_EQ(IEComputeRowLen(33, 1, 32), 8);
+    EXPECT_EQ(IEComputeRowLen(5, 8, 16), 6);
+    EXPECT_EQ(IEComputeRowLen(3, 24, 64), 16);
+    // Largest ie48RGB width whose width * bits + 31 still fits 32 bits, and one more.
+    EXPECT_EQ(IEComputeRowLen(44739242, 48, 32), 268435452);
+    EXPECT_EQ(IEComputeRowLen(44739243, 48, 32), 0);
+    EXPECT_EQ(IEComputeRowLen(0, 24, 32), 0);
+}
+
+TEST(BitmapStorage, EmptyOrInvalidAllocationFailsAndLeavesBitmapEmpty) {
+    TIEBitmap bitmap;
+    EXPECT_FALSE(bitmap.Allocate(0, 10, ie24RGB));
+    EXPECT_TRUE(bitmap.IsEmpty());
+    EXPECT_EQ(bitmap.Width(), 0);
+    EXPECT_EQ(bitmap.Height(), 0);
+    EXPECT_EQ(bitmap.PixelFormat(), ie24RGB);
+    EXPECT_EQ(bitmap.GetScanline(0), nullptr);
+
+    ASSERT_TRUE(bitmap.Allocate(4, 4, ie8g));
+    EXPECT_FALSE(bitmap.Allocate(10, 0, ie8g));
+    EXPECT_TRUE(bitmap.IsEmpty());
+    EXPECT_FALSE(bitmap.Allocate(-3, 5, ie8g));
+    EXPECT_FALSE(bitmap.Allocate(5, 5, ieNull));
+    EXPECT_TRUE(bitmap.IsEmpty());
+}
+
+TEST(BitmapStorage, HostileSizesDoNotCrash) {
+    TIEBitmap bitmap;
+    EXPECT_FALSE(bitmap.Allocate(INT32_MAX, INT32_MAX, ie48RGB));
+    EXPECT_TRUE(bitmap.IsEmpty());
+    EXPECT_FALSE(bitmap.Allocate(50000000, 1, ie48RGB));
+    EXPECT_TRUE(bitmap.IsEmpty());
+    // 60 GB: more than this machine has, so it goes to a file if the disk has room
+    // (sparse, nothing written) and fails otherwise. Either way the state is coherent.
+    bool allocated = bitmap.Allocate(100000, 100000, ie48RGB);
+    if (allocated) {
+        EXPECT_EQ(bitmap.Location(), ieFile);
+        EXPECT_EQ(bitmap.Width(), 100000);
+        EXPECT_EQ(bitmap.RowLen(), 600000);
+    } else {
+        EXPECT_TRUE(bitmap.IsEmpty());
+    }
+    bitmap.FreeImage(true);
+    EXPECT_TRUE(bitmap.IsEmpty());
+}
+
+TEST(BitmapStorage, MemoryFileThresholdIsInclusive) {
+    TScopedGlobal<int64_t> threshold(DefMinFileSize, 1000);
+    TIEBitmap atThreshold, above;
+    EXPECT_EQ(atThreshold.MinFileSize(), 1000);
+    atThreshold.SetBitAlignment(8);
+    above.SetBitAlignment(8);
+    ASSERT_TRUE(atThreshold.Allocate(1000, 1, ie8g));
+    ASSERT_TRUE(above.Allocate(1001, 1, ie8g));
+    EXPECT_EQ(atThreshold.Location(), ieMemory);
+    EXPECT_EQ(above.Location(), ieFile);
+
+    // A memory request is still overruled by the size.
+    TIEBitmap requested;
+    requested.SetBitAlignment(8);
+    requested.SetLocation(ieMemory);
+    ASSERT_TRUE(requested.Allocate(1001, 1, ie8g));
+    EXPECT_EQ(requested.Location(), ieFile);
+}
+
+TEST(BitmapStorage, ThresholdIsTakenWhenTheBitmapIsMade) {
+    std::unique_ptr<TIEBitmap> bitmap;
+    {
+        TScopedGlobal<int64_t> threshold(DefMinFileSize, 0);
+        bitmap = std::make_unique<TIEBitmap>();
+    }
+    ASSERT_TRUE(bitmap->Allocate(1, 1, ie8g));
+    EXPECT_EQ(bitmap->Location(), ieFile);
+}
+
+TEST(BitmapStorage, MemoryRowsAre64ByteAlignedAndBottomUp) {
+    TScopedGlobal<int64_t> threshold(DefMinFileSize, int64_t(1) << 30);
+    for (TIEMemoryAllocator allocator : {iemaVCL, iemaSystem, iemaAuto}) {
+        for (int32_t width : {1, 3, 17, 1000}) {
+            TIEBitmap bitmap;
+            bitmap.SetMemoryAllocator(allocator);
+            ASSERT_TRUE(bitmap.Allocate(width, 3, ie24RGB));
+            ASSERT_EQ(bitmap.Location(), ieMemory);
+            // Bottom-up: the last row is the first in memory.
+            EXPECT_EQ(Address(bitmap.GetScanline(2)) % 64, 0u) << width;
+            EXPECT_EQ(Address(bitmap.GetScanline(1)), Address(bitmap.GetScanline(2)) + bitmap.RowLen());
+            EXPECT_EQ(Address(bitmap.GetScanline(0)), Address(bitmap.GetScanline(1)) + bitmap.RowLen());
+        }
+    }
+    TIEBitmap topDown;
+    topDown.SetOrigin(ieboTOPLEFT);
+    ASSERT_TRUE(topDown.Allocate(5, 3, ie8g));
+    EXPECT_EQ(Address(topDown.GetScanline(0)) % 64, 0u);
+    EXPECT_EQ(Address(topDown.GetScanline(2)), Address(topDown.GetScanline(0)) + 2 * 8);
+}
+
+TEST(BitmapStorage, AllocatorChoosesHeapBySizeOfRequest) {
+    TScopedGlobal<int64_t> threshold(DefMinFileSize, int64_t(1) << 30);
+    // 64 x 16382 bytes + 128 = exactly 1 MiB requested.
+    TIEBitmap exactlyOneMiB, justBelow, small, largeLanguageHeap;
+    ASSERT_TRUE(exactlyOneMiB.Allocate(64, 16382, ie8g));
+    ASSERT_TRUE(justBelow.Allocate(64, 16381, ie8g));
+    EXPECT_TRUE(exactlyOneMiB.MemoryFromGlobalHeap());
+    EXPECT_FALSE(justBelow.MemoryFromGlobalHeap());
+    small.SetMemoryAllocator(iemaSystem);
+    ASSERT_TRUE(small.Allocate(4, 4, ie8g));
+    EXPECT_TRUE(small.MemoryFromGlobalHeap());
+    largeLanguageHeap.SetMemoryAllocator(iemaVCL);
+    ASSERT_TRUE(largeLanguageHeap.Allocate(64, 16382, ie8g));
+    EXPECT_FALSE(largeLanguageHeap.MemoryFromGlobalHeap());
+}
+
+TEST(BitmapFragments, FailedContiguousBlockFallsBackToFourFragments) {
+    TScopedGlobal<int64_t> threshold(DefMinFileSize, int64_t(1) << 30);
+    TScopedMaxMemoryBlock limit(1500);
+    TIEBitmap bitmap;
+    ASSERT_TRUE(bitmap.Allocate(100, 40, ie8g));
+    EXPECT_EQ(bitmap.Location(), ieMemory);
+    EXPECT_EQ(bitmap.FragmentsCount(), 4);
+    EXPECT_EQ(bitmap.RowsPerFragment(), 10);
+    // Inside a fragment rows run top-down.
+    EXPECT_EQ(Address(bitmap.GetScanline(9)), Address(bitmap.GetScanline(0)) + 9 * 100);
+    for (int32_t y = 0; y < 40; ++y)
+        for (int32_t x = 0; x < 100; ++x)
+            bitmap.SetPixels_ie8(x, y, uint8_t(y * 3 + x));
+    for (int32_t y = 0; y < 40; ++y)
+        for (int32_t x = 0; x < 100; x += 33)
+            ASSERT_EQ(bitmap.GetPixels_ie8(x, y), uint8_t(y * 3 + x));
+
+    TIEBitmap copy;
+    copy.Assign(bitmap);
+    EXPECT_EQ(FirstDifference(bitmap, copy), "");
+}
+
+TEST(BitmapFragments, FragmentCountDoublesAboveTenMiBAndStopsBelow) {
+    TScopedGlobal<int64_t> threshold(DefMinFileSize, int64_t(1) << 40);
+    const int32_t width = 1 << 20, height = 96; // 96 MiB, rows of 1 MiB
+    {
+        TScopedMaxMemoryBlock limit(16 << 20);
+        TIEBitmap bitmap;
+        ASSERT_TRUE(bitmap.Allocate(width, height, ie8g));
+        EXPECT_EQ(bitmap.Location(), ieMemory);
+        EXPECT_EQ(bitmap.FragmentsCount(), 8); // 4 x 24 MiB refused, 8 x 12 MiB taken
+        EXPECT_EQ(bitmap.RowsPerFragment(), 12);
+    }
+    {
+        // 8 x 12 MiB refused; 16 x 6 MiB is under the floor: memory gives up.
+        TScopedMaxMemoryBlock limit(8 << 20);
+        TIEBitmap bitmap;
+        ASSERT_TRUE(bitmap.Allocate(width, height, ie8g));
+        EXPECT_EQ(bitmap.FragmentsCount(), 0);
+        EXPECT_EQ(bitmap.Location(), ieFile);
+
+        TScopedGlobal<bool> noDisk(AutoLocateOnDisk, false);
+        TIEBitmap refused;
+        EXPECT_FALSE(refused.Allocate(width, height, ie8g));
+        EXPECT_TRUE(refused.IsEmpty());
+    }
+}
+
+TEST(BitmapFragments, DisabledFragmentationGoesToDisk) {
+    TScopedGlobal<int64_t> threshold(DefMinFileSize, int64_t(1) << 30);
+    TScopedGlobal<bool> noFragments(AutoFragmentBitmap, false);
+    TScopedMaxMemoryBlock limit(1500);
+    TIEBitmap bitmap;
+    ASSERT_TRUE(bitmap.Allocate(100, 40, ie8g));
+    EXPECT_EQ(bitmap.FragmentsCount(), 0);
+    EXPECT_EQ(bitmap.Location(), ieFile);
+}
+
+class BitmapFileRows : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(fBitmap.Allocate(8, 4, ie8g, 0));
+        ASSERT_EQ(fBitmap.Location(), ieFile);
+    }
+    TScopedGlobal<int64_t> fThreshold{DefMinFileSize, 0};
+    TIEBitmap fBitmap;
+};
+
+TEST_F(BitmapFileRows, NextScanlineWritesBackAndReleasesThePrevious) {
+    static_cast<uint8_t*>(fBitmap.GetScanline(0))[0] = 7;
+    static_cast<uint8_t*>(fBitmap.GetScanline(1))[0] = 9;
+    EXPECT_EQ(fBitmap.MemMap().MappedCount(), 1);
+    EXPECT_EQ(static_cast<uint8_t*>(fBitmap.GetScanline(0))[0], 7);
+    EXPECT_EQ(static_cast<uint8_t*>(fBitmap.GetScanline(1))[0], 9);
+}
+
+TEST_F(BitmapFileRows, RowsFromGetRowCoexistUntilFreed) {
+    auto* row0 = static_cast<uint8_t*>(fBitmap.GetRow(0));
+    auto* row1 = static_cast<uint8_t*>(fBitmap.GetRow(1));
+    ASSERT_NE(row0, row1);
+    EXPECT_EQ(fBitmap.MemMap().MappedCount(), 2);
+    row0[0] = 5;
+    row1[0] = 6;
+    fBitmap.FreeRow(1);
+    fBitmap.FreeRow(0);
+    EXPECT_EQ(fBitmap.MemMap().MappedCount(), 0);
+    EXPECT_EQ(static_cast<uint8_t*>(fBitmap.GetScanline(0))[0], 5);
+    EXPECT_EQ(static_cast<uint8_t*>(fBitmap.GetScanline(1))[0], 6);
+}
+
+TEST_F(BitmapFileRows, GetRowWritesBackTheWorkingRowFirst) {
+    static_cast<uint8_t*>(fBitmap.GetScanline(2))[3] = 33;
+    fBitmap.GetRow(0);
+    EXPECT_EQ(fBitmap.MemMap().MappedCount(), 1);
+    fBitmap.FreeRow(0);
+    EXPECT_EQ(static_cast<uint8_t*>(fBitmap.GetScanline(2))[3], 33);
+}
+
+TEST_F(BitmapFileRows, ReadOnlyAccessDiscardsWrites) {
+    fBitmap.SetAccess(iedRead);
+    static_cast<uint8_t*>(fBitmap.GetScanline(0))[0] = 99;
+    fBitmap.GetScanline(1);
+    fBitmap.SetAccess(iedRead | iedWrite);
+    EXPECT_EQ(static_cast<uint8_t*>(fBitmap.GetScanline(0))[0], 0);
+}
+
+TEST_F(BitmapFileRows, FileIsTopDownForDefaultOriginAndBottomUpForTopLeft) {
+    static_cast<uint8_t*>(fBitmap.GetScanline(0))[0] = 1;
+    static_cast<uint8_t*>(fBitmap.GetScanline(3))[0] = 4;
+    fBitmap.GetScanline(1);
+    auto* first = static_cast<uint8_t*>(fBitmap.MemMap().Map(0, 8, iedRead));
+    EXPECT_EQ(first[0], 1);
+    fBitmap.MemMap().UnMap(first);
+
+    fBitmap.SetOrigin(ieboTOPLEFT);
+    EXPECT_EQ(static_cast<uint8_t*>(fBitmap.GetScanline(0))[0], 1);
+    fBitmap.GetScanline(1);
+    first = static_cast<uint8_t*>(fBitmap.MemMap().Map(0, 8, iedRead));
+    EXPECT_EQ(first[0], 4);
+    fBitmap.MemMap().UnMap(first);
+}
+
+TEST(BitmapSettings, OriginSetterKeepsPixelsInPlace) {
+    TIEBitmap bitmap;
+    FillGrey(bitmap, 2, 3, {1, 2, 3, 4, 5, 6});
+    bitmap.AlphaChannel()->SetPixels_ie8(1, 0, 50);
+    bitmap.SetModified(false);
+    bitmap.SetOrigin(ieboTOPLEFT);
+    EXPECT_EQ(GreyPixels(bitmap), Bytes({1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(Address(bitmap.GetScanline(1)), Address(bitmap.GetScanline(0)) + bitmap.RowLen());
+    EXPECT_EQ(bitmap.AlphaChannelOpt()->Origin(), ieboTOPLEFT);
+    EXPECT_EQ(bitmap.GetAlpha(1, 0), 50);
+    EXPECT_TRUE(bitmap.Modified());
+
+    bitmap.SetOrigin(ieboBOTTOMLEFT);
+    EXPECT_EQ(GreyPixels(bitmap), Bytes({1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(bitmap.GetAlpha(1, 0), 50);
+}
+
+TEST(BitmapSettings, BitAlignmentSetterRepacksMemoryRows) {
+    TIEBitmap bitmap;
+    FillGrey(bitmap, 3, 2, {1, 2, 3, 4, 5, 6}, ie8p);
+    bitmap.SetPalette(4, TRGB{10, 20, 30});
+    bitmap.SetAlpha(2, 1, 77);
+    ASSERT_EQ(bitmap.RowLen(), 4);
+    bitmap.SetBitAlignment(8);
+    EXPECT_EQ(bitmap.BitAlignment(), 8);
+    EXPECT_EQ(bitmap.RowLen(), 3);
+    EXPECT_EQ(Address(bitmap.GetScanline(0)), Address(bitmap.GetScanline(1)) + 3);
+    EXPECT_EQ(GreyPixels(bitmap), Bytes({1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(bitmap.GetPalette(4).g, 20);
+    EXPECT_EQ(bitmap.GetAlpha(2, 1), 77);
+}
+
+TEST(BitmapSettings, BitAlignmentOnFileWaitsForTheNextAllocation) {
+    TScopedGlobal<int64_t> threshold(DefMinFileSize, 0);
+    TIEBitmap bitmap(3, 2, ie8g, 5);
+    ASSERT_EQ(bitmap.Location(), ieFile);
+    bitmap.SetBitAlignment(8);
+    EXPECT_EQ(bitmap.RowLen(), 4);
+    EXPECT_EQ(GreyPixels(bitmap), Bytes({5, 5, 5, 5, 5, 5}));
+    bitmap.Allocate(3, 2, ie8g, 0);
+    EXPECT_EQ(bitmap.RowLen(), 3);
+}
+
+TEST(BitmapSettings, LocationSetterMovesPixelsBetweenMemoryAndFile) {
+    TScopedGlobal<int64_t> threshold(DefMinFileSize, int64_t(1) << 20);
+    TIEBitmap bitmap;
+    FillGrey(bitmap, 3, 2, {1, 2, 3, 4, 5, 6});
+    bitmap.SetAlpha(0, 1, 40);
+    ASSERT_EQ(bitmap.Location(), ieMemory);
+
+    // Under the threshold a file is refused and nothing moves.
+    bitmap.SetLocation(ieFile);
+    EXPECT_EQ(bitmap.Location(), ieMemory);
+    EXPECT_EQ(GreyPixels(bitmap), Bytes({1, 2, 3, 4, 5, 6}));
+
+    bitmap.SetMinFileSize(0);
+    bitmap.SetLocation(ieFile);
+    EXPECT_EQ(bitmap.Location(), ieFile);
+    EXPECT_TRUE(bitmap.MemMap().IsAllocated());
+    EXPECT_EQ(GreyPixels(bitmap), Bytes({1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(bitmap.GetAlpha(0, 1), 40);
+
+    bitmap.SetMinFileSize(int64_t(1) << 20);
+    bitmap.SetLocation(ieMemory);
+    EXPECT_EQ(bitmap.Location(), ieMemory);
+    EXPECT_FALSE(bitmap.MemMap().IsAllocated());
+    EXPECT_EQ(GreyPixels(bitmap), Bytes({1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(bitmap.GetAlpha(0, 1), 40);
+}
+
+TEST(BitmapSettings, LocationSetterToTBitmapKeepsPixelsOrRestoresThem) {
+    TIEBitmap bitmap(2, 2, ie24RGB, double(0x00112233));
+    bitmap.SetLocation(ieTBitmap);
+    ASSERT_EQ(bitmap.Location(), ieTBitmap);
+    ASSERT_NE(bitmap.VclBitmap(), nullptr);
+    EXPECT_EQ(bitmap.VclBitmap()->PixelDepth(), 24);
+    EXPECT_EQ(bitmap.GetScanline(1), bitmap.VclBitmap()->ScanLine(1));
+    TRGB pixel = bitmap.GetPixels_ie24RGB(1, 1);
+    EXPECT_EQ(pixel.r, 0x33);
+    EXPECT_EQ(pixel.g, 0x22);
+    EXPECT_EQ(pixel.b, 0x11);
+
+    TIEBitmap deep(2, 1, ie48RGB, 0);
+    deep.SetPixels_ie48RGB(1, 0, TRGB48{1000, 2000, 3000});
+    EXPECT_THROW(deep.SetLocation(ieTBitmap), EIEException);
+    EXPECT_EQ(deep.Location(), ieMemory);
+    EXPECT_EQ(deep.GetPixels_ie48RGB(1, 0).b, 3000);
+}
+
+TEST(BitmapTBitmap, FormatsWithoutPlatformDepthAreRefusedWordForWord) {
+    const std::pair<TIEPixelFormat, const char*> refused[] = {
+        {ie32f, "ie32f pixel format not allowed when IEBitmap.Location=ieTBitmap"},
+        {ieCMYK, "ieCMYK pixel format not allowed when IEBitmap.Location=ieTBitmap"},
+        {ie48RGB, "ieRGB48 pixel format not allowed when IEBitmap.Location=ieTBitmap"},
+        {ieCIELab, "ieCIELab pixel format not allowed when IEBitmap.Location=ieTBitmap"},
+    };
+    for (const auto& [format, text] : refused) {
+        TIEBitmap bitmap;
+        bitmap.SetLocation(ieTBitmap);
+        try {
+            bitmap.Allocate(4, 4, format);
+            ADD_FAILURE() << "no exception for " << IEPixelFormatName(format);
+        } catch (const EIEException& e) {
+            EXPECT_STREQ(e.what(), text);
+        }
+        EXPECT_TRUE(bitmap.IsEmpty());
+    }
+}
+
+TEST(BitmapTBitmap, SixteenBitGreyBecomesEightBitWithGreyPalette) {
+    TIEBitmap bitmap;
+    bitmap.SetLocation(ieTBitmap);
+    ASSERT_TRUE(bitmap.Allocate(5, 2, ie16g));
+    EXPECT_EQ(bitmap.PixelFormat(), ie8g);
+    EXPECT_EQ(bitmap.BitCount(), 8);
+    EXPECT_EQ(bitmap.RowLen(), 8);
+    EXPECT_EQ(bitmap.VclBitmap()->PixelDepth(), 8);
+    TRGBA entry = bitmap.VclBitmap()->PaletteEntry(100);
+    EXPECT_EQ(entry.r, 100);
+    EXPECT_EQ(entry.b, 100);
+
+    ASSERT_TRUE(bitmap.Allocate(9, 1, ie1g));
+    EXPECT_EQ(bitmap.VclBitmap()->PixelDepth(), 1);
+    EXPECT_EQ(bitmap.RowLen(), 4);
+}
+
+TEST(BitmapTBitmap, PaletteWritesReachThePlatformBitmap) {
+    TIEBitmap bitmap;
+    bitmap.SetLocation(ieTBitmap);
+    ASSERT_TRUE(bitmap.Allocate(2, 2, ie8p));
+    bitmap.SetPalette(5, TRGB{1, 2, 3});
+    TRGBA entry = bitmap.VclBitmap()->PaletteEntry(5);
+    EXPECT_EQ(entry.b, 1);
+    EXPECT_EQ(entry.g, 2);
+    EXPECT_EQ(entry.r, 3);
+}
+
+TEST(BitmapPalette, OutOfRangeIsIgnoredAndCopyTakesUsedCount) {
+    TIEBitmap bitmap(2, 2, ie8p);
+    EXPECT_EQ(bitmap.GetPaletteLen(), 256);
+    bitmap.SetPalette(256, TRGB{9, 9, 9});
+    bitmap.SetPalette(255, TRGB{1, 2, 3});
+    EXPECT_EQ(bitmap.GetPalette(255).r, 3);
+    EXPECT_EQ(bitmap.GetPalette(-1).r, 0);
+    bitmap.SetPaletteUsed(16);
+
+    TIEBitmap other(1, 1, ie24RGB);
+    bitmap.CopyPaletteTo(other);
+    EXPECT_EQ(other.GetPaletteLen(), 256);
+    EXPECT_EQ(other.PaletteUsed(), 16);
+    EXPECT_EQ(other.GetPalette(255).g, 2);
+
+    TIEBitmap grey(2, 2, ie8g);
+    EXPECT_EQ(grey.GetPaletteLen(), 0);
+}
+
+TEST(BitmapHandOver, SwitchToMovesEverythingAndEmptiesTheSource) {
+    TIEBitmap source, target;
+    FillGrey(source, 2, 2, {1, 2, 3, 4});
+    source.SetAlpha(1, 1, 9);
+    target.Allocate(3, 1, ie24RGB, 0);
+    source.SwitchTo(target);
+    EXPECT_TRUE(source.IsEmpty());
+    EXPECT_EQ(source.AlphaChannelOpt(), nullptr);
+    EXPECT_EQ(target.PixelFormat(), ie8g);
+    EXPECT_EQ(GreyPixels(target), Bytes({1, 2, 3, 4}));
+    EXPECT_EQ(target.GetAlpha(1, 1), 9);
+    EXPECT_TRUE(source.Allocate(2, 2, ie8g, 7));
+    EXPECT_EQ(GreyPixels(source), Bytes({7, 7, 7, 7}));
+}
+
+TEST(BitmapHandOver, SwapExchangesPixelsFormatsAndPlanes) {
+    TIEBitmap a, b;
+    FillGrey(a, 2, 1, {10, 20});
+    a.SetAlpha(0, 0, 1);
+    b.Allocate(1, 1, ie24RGB, double(0x000000FF));
+    a.Swap(b);
+    EXPECT_EQ(a.PixelFormat(), ie24RGB);
+    EXPECT_EQ(a.GetPixels_ie24RGB(0, 0).r, 255);
+    EXPECT_EQ(a.AlphaChannelOpt(), nullptr);
+    EXPECT_EQ(GreyPixels(b), Bytes({10, 20}));
+    EXPECT_EQ(b.GetAlpha(0, 0), 1);
+}
+
+TEST(BitmapHandOver, EncapsulatedMemoryIsAddressedButNotFreed) {
+    std::vector<uint8_t> pixels = {3, 3, 3, 0, 1, 1, 1, 0}; // bottom row first
+    TIEBitmap bitmap;
+    bitmap.EncapsulateMemory(pixels.data(), 3, 2, ie8g, true);
+    EXPECT_TRUE(bitmap.EncapsulatedFromMemory());
+    EXPECT_EQ(bitmap.GetScanline(0), pixels.data() + 4);
+    EXPECT_EQ(GreyPixels(bitmap), Bytes({1, 1, 1, 3, 3, 3}));
+    bitmap.FreeImage(true);
+    EXPECT_FALSE(bitmap.EncapsulatedFromMemory());
+    EXPECT_EQ(pixels[0], 3);
+}
+
+TEST(BitmapNotification, MutatorsRaiseChangedAndModifiedCanBeCleared) {
+    TIEBitmap bitmap;
+    int calls = 0;
+    bitmap.SetOnChanged([&calls](TIEBitmap&) { ++calls; });
+    bitmap.Allocate(2, 2, ie8g);
+    EXPECT_EQ(calls, 1);
+    bitmap.SetModified(false);
+    bitmap.SetModifiedUpdateLayer(false);
+    EXPECT_EQ(calls, 1);
+    bitmap.Fill(3);
+    EXPECT_GE(calls, 2);
+    EXPECT_TRUE(bitmap.Modified());
+    EXPECT_TRUE(bitmap.ModifiedUpdateLayer());
+
+    // Same size again keeps the pixels and only notifies.
+    int before = calls;
+    EXPECT_TRUE(bitmap.Allocate(2, 2, ie8g));
+    EXPECT_EQ(calls, before + 1);
+    EXPECT_EQ(GreyPixels(bitmap), Bytes({3, 3, 3, 3}));
+}
+
+TEST(BitmapNotification, SizeSettersKeepTopRowsAndPropagateToThePlane) {
+    TIEBitmap bitmap;
+    FillGrey(bitmap, 3, 3, {1, 2, 3, 4, 5, 6, 7, 8, 9});
+    bitmap.SetAlpha(1, 1, 50);
+    bitmap.SetWidth(2);
+    EXPECT_EQ(GreyPixels(bitmap), Bytes({1, 2, 4, 5, 7, 8}));
+    EXPECT_EQ(bitmap.AlphaChannelOpt()->Width(), 2);
+    bitmap.SetHeight(2);
+    EXPECT_EQ(GreyPixels(bitmap), Bytes({1, 2, 4, 5}));
+    EXPECT_EQ(bitmap.AlphaChannelOpt()->Height(), 2);
+    EXPECT_EQ(bitmap.GetAlpha(1, 1), 50);
+
+    TIEBitmap fresh;
+    fresh.SetPixelFormat(ie24RGB);
+    fresh.SetWidth(4);
+    EXPECT_TRUE(fresh.IsEmpty());
+    fresh.SetHeight(3);
+    EXPECT_FALSE(fresh.IsEmpty());
+    EXPECT_EQ(fresh.Width(), 4);
+    EXPECT_EQ(fresh.Height(), 3);
+}
+
+} // namespace

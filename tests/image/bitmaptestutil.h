@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "image/bitmap.h"
+#include "image/settings.h"
+
+// Sets a storage global for one test and puts the old value back.
+template <typename T> class TScopedGlobal {
+  public:
+    TScopedGlobal(T& Global, T Value) : fGlobal(Global), fSaved(Global) { Global = Value; }
+    ~TScopedGlobal() { fGlobal = fSaved; }
+    TScopedGlobal(const TScopedGlobal&) = delete;
+    TScopedGlobal& operator=(const TScopedGlobal&) = delete;
+
+  private:
+    T& fGlobal;
+    T fSaved;
+};
+
+class TScopedMaxMemoryBlock {
+  public:
+    explicit TScopedMaxMemoryBlock(int64_t Bytes) : fSaved(IEMaxMemoryBlock()) { IESetMaxMemoryBlock(Bytes); }
+    ~TScopedMaxMemoryBlock() { IESetMaxMemoryBlock(fSaved); }
+
+  private:
+    int64_t fSaved;
+};
+
+// An 8-bit bitmap from literal rows, top row first.
+inline void FillGrey(TIEBitmap& Bitmap, int32_t Width, int32_t Height, std::initializer_list<uint8_t> Pixels,
+                     TIEPixelFormat Format = ie8g) {
+    Bitmap.Allocate(Width, Height, Format);
+    auto it = Pixels.begin();
+    for (int32_t y = 0; y < Height; ++y)
+        for (int32_t x = 0; x < Width; ++x)
+            Bitmap.SetPixels_ie8(x, y, *it++);
+}
+
+// The pixel bytes of an 8-bit bitmap, row by row from the top, padding left out.
+inline std::vector<uint8_t> GreyPixels(TIEBitmap& Bitmap) {
+    std::vector<uint8_t> pixels;
+    for (int32_t y = 0; y < Bitmap.Height(); ++y) {
+        auto* row = static_cast<const uint8_t*>(Bitmap.GetScanline(y));
+        pixels.insert(pixels.end(), row, row + Bitmap.Width());
+    }
+    return pixels;
+}
+
+inline std::vector<uint8_t> Bytes(std::initializer_list<int> Values) {
+    return std::vector<uint8_t>(Values.begin(), Values.end());
+}
+
+// Byte-exact comparison of the pixels (not the padding); names the first difference.
+inline std::string FirstDifference(TIEBitmap& A, TIEBitmap& B) {
+    if (A.Width() != B.Width() || A.Height() != B.Height() || A.PixelFormat() != B.PixelFormat())
+        return "size or format differs";
+    int64_t bytes = IEComputeRowLen(A.Width(), A.BitCount(), 8);
+    for (int32_t y = 0; y < A.Height(); ++y) {
+        std::vector<uint8_t> rowA(static_cast<const uint8_t*>(A.GetScanline(y)),
+                                  static_cast<const uint8_t*>(A.GetScanline(y)) + bytes);
+        auto* rowB = static_cast<const uint8_t*>(B.GetScanline(y));
+        for (int64_t i = 0; i < bytes; ++i)
+            if (rowA[size_t(i)] != rowB[i])
+                return "row " + std::to_string(y) + " byte " + std::to_string(i) + ": " +
+                       std::to_string(rowA[size_t(i)]) + " vs " + std::to_string(rowB[i]);
+    }
+    return "";
+}
