@@ -1,0 +1,136 @@
+#include "app/data.h"
+
+#include <cstdio>
+#include <dirent.h>
+#include <filesystem>
+#include <sys/stat.h>
+#include <system_error>
+
+#include "app/appfolder.h"
+
+namespace {
+
+bool FileExists(const std::string& Name) {
+    std::error_code error;
+    return !Name.empty() && std::filesystem::exists(Name, error) && !std::filesystem::is_directory(Name, error);
+}
+
+bool DirectoryExists(const std::string& Name) {
+    std::error_code error;
+    return std::filesystem::is_directory(Name, error);
+}
+
+std::string FileExtension(const std::string& Name) {
+    std::string file = Name.substr(Name.rfind('/') + 1);
+    auto point = file.rfind('.');
+    return point == std::string::npos ? std::string() : file.substr(point);
+}
+
+std::string FolderOf(const std::string& Name) {
+    auto slash = Name.rfind('/');
+    return slash == std::string::npos ? std::string() : Name.substr(0, slash);
+}
+
+} // namespace
+
+TDM::TDM(const std::vector<std::string>& Arguments) {
+    AppPath = ProgramFolder();
+    if (Arguments.size() == 1 && DirectoryExists(Arguments[0])) GetFilesFromDir(Arguments[0]);
+    BreakJob = true;
+}
+
+void TDM::AddFiles(const std::vector<std::string>& aFiles) {
+    dxMemData.SetActive(true);
+    for (const std::string& entry : aFiles) {
+        if (!FileExists(entry)) continue;
+        // Partial key: the beginning of a listed path counts as listed.
+        if (dxMemData.Locate(TMemField::FILENAME, entry)) continue;
+        dxMemData.Insert();
+        dxMemData.SetField(TMemField::FILENAME, entry);
+        dxMemData.SetField(TMemField::EXTENSION, FileExtension(entry));
+        dxMemData.SetField(TMemField::LASACTION, "Neu");
+        dxMemData.Post();
+    }
+}
+
+std::string TDM::GetFilesFromDir(const std::string& FileDir) {
+    // One level, every entry but folders (hidden ones included), in the order the
+    // system returns them.
+    std::vector<std::string> files;
+    if (DIR* dir = opendir(FileDir.c_str())) {
+        while (dirent* entry = readdir(dir)) {
+            std::string path = FileDir + "/" + entry->d_name;
+            struct stat info;
+            if (lstat(path.c_str(), &info) != 0) continue;
+            if (S_ISDIR(info.st_mode)) continue;
+            if (S_ISLNK(info.st_mode) && DirectoryExists(path)) continue;
+            files.push_back(path);
+        }
+        closedir(dir);
+    }
+    AddFiles(files);
+    return std::string();
+}
+
+std::string TDM::CreateDestinationDir(const std::string& aSource, const std::string& aDir) {
+    std::string destination = FolderOf(aSource) + "/" + aDir;
+    if (!DirectoryExists(destination)) {
+        std::error_code error;
+        if (!std::filesystem::create_directory(destination, error) || error) {
+            if (OnMessage) OnMessage("Das Verzeichnis \"" + destination + "\" kann nicht erstellt werden");
+            return std::string();
+        }
+    }
+    return destination;
+}
+
+void TDM::GetIDListFromSelected(TSelectionSource& Selection, std::vector<std::string>& IDList) {
+    for (int i = 0; i < Selection.SelectedCount(); ++i) {
+        int32_t recId;
+        if (Selection.SelectedRecId(i, recId)) IDList.push_back(std::to_string(recId));
+    }
+    Selection.ClearSelection();
+}
+
+std::unique_ptr<TResize> TDM::CreateWorker(const TRisizeProperty& Job) { return std::make_unique<TResize>(Job); }
+
+void TDM::SetRowText(const std::string& Text) {
+    // The current row, whatever it is now: the user may have moved it during the pump.
+    dxMemData.Edit();
+    dxMemData.SetField(TMemField::LASACTION, Text);
+    dxMemData.Post();
+}
+
+void TDM::ResizeFileIDs(const std::vector<std::string>& IDList, const std::string& SourceDir) {
+    BreakJob = false;
+    for (const std::string& id : IDList)
+        if (dxMemData.Locate(TMemField::RecId, id)) SetRowText("Start Resize, please wait..");
+
+    for (const std::string& id : IDList) {
+        if (!dxMemData.Locate(TMemField::RecId, id)) continue;
+        RisizeProperty.Source = dxMemData.Field(TMemField::FILENAME);
+        RisizeProperty.Destination = CreateDestinationDir(RisizeProperty.Source, SourceDir);
+        if (RisizeProperty.Destination.empty()) continue;
+
+        std::unique_ptr<TResize> worker = CreateWorker(RisizeProperty);
+        worker->OnParked = WakeUp;
+        worker->Resume();
+        if (BreakJob) {
+            // The stop takes effect at the start of a file; the park is released by
+            // Terminate, so the wait ends.
+            worker->Terminate();
+            worker->WaitFor();
+            SetRowText("Abbruch..");
+            return;
+        }
+        if (ProcessMessages)
+            while (!worker->Suspended()) ProcessMessages();
+        else
+            worker->WaitUntilParked();
+
+        std::string written = worker->NewImage();
+        SetRowText("OK ..\\" + SourceDir + "\\" + written.substr(written.rfind('/') + 1));
+        if (OnNewFile) OnNewFile(this, written);
+    }
+    BreakJob = true;
+}

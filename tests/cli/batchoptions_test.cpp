@@ -1,0 +1,81 @@
+#include "cli/batchoptions.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+TBatchOptions Parse(const std::vector<std::string>& Arguments, bool ExpectOk = true) {
+    TBatchOptions options;
+    std::string error;
+    EXPECT_EQ(ParseBatchOptions(Arguments, options, error), ExpectOk) << error;
+    return options;
+}
+
+std::string ErrorOf(const std::vector<std::string>& Arguments) {
+    TBatchOptions options;
+    std::string error;
+    EXPECT_FALSE(ParseBatchOptions(Arguments, options, error));
+    return error;
+}
+
+} // namespace
+
+TEST(BatchOptions, DefaultsAreTheWindowsDefaults) {
+    TBatchOptions options = Parse({"pics"});
+    const TRisizeProperty& job = options.Job;
+    EXPECT_EQ(job.NewSize, 1200);
+    EXPECT_EQ(job.JpgQuali, 80);
+    EXPECT_EQ(job.MaxFileSize, 150);
+    EXPECT_EQ(job.Prefix, "R-");
+    EXPECT_EQ(job.Suffix, "");
+    EXPECT_EQ(options.ResizeDir, "Resize");
+    EXPECT_EQ(job.ResizeMethode, Lanczos3);
+    // Stepwise unless asked for one step, as the window's default has it.
+    EXPECT_FALSE(job.Multi);
+    EXPECT_FALSE(job.AutoQuali || job.AutoSize || job.JPEGProgressive || job.SharpImg || job.EnableCMS ||
+                 job.WaterMark || job.BW || job.ImageEnhance || job.HeighPrio || job.SoftShadow);
+    EXPECT_TRUE(job.Joo);
+    EXPECT_EQ(options.Paths, (std::vector<std::string>{"pics"}));
+}
+
+TEST(BatchOptions, EveryOptionReachesItsField) {
+    TBatchOptions options =
+        Parse({"--size", "16000", "--always-height", "--quality", "1", "--keep-quality", "--auto-size", "--max-kb",
+               "2048", "--progressive", "--sharpen", "--prefix", "", "--suffix", "_s", "--dir", "Klein", "--cms",
+               "--watermark", "--bw", "--one-step", "--enhance", "--method", "hq-bicubic", "a", "b"});
+    const TRisizeProperty& job = options.Job;
+    EXPECT_EQ(job.NewSize, 16000);
+    EXPECT_EQ(job.JpgQuali, 1);
+    EXPECT_EQ(job.MaxFileSize, 2048);
+    EXPECT_TRUE(job.HeighPrio && job.AutoQuali && job.AutoSize && job.JPEGProgressive && job.SharpImg &&
+                job.EnableCMS && job.WaterMark && job.BW && job.Multi && job.ImageEnhance);
+    EXPECT_EQ(job.Prefix, "");
+    EXPECT_EQ(job.Suffix, "_s");
+    EXPECT_EQ(options.ResizeDir, "Klein");
+    EXPECT_EQ(job.ResizeMethode, WICNearestNeighbor);
+    EXPECT_EQ(options.Paths, (std::vector<std::string>{"a", "b"}));
+}
+
+TEST(BatchOptions, MethodNamesMapInTheWindowsOrder) {
+    const char* names[] = {"mitchell", "bilinear", "bicubic", "lanczos", "hermite", "bell", "bspline", "hq-bicubic"};
+    for (int i = 0; i < 8; ++i) EXPECT_EQ(Parse({"--method", names[i]}).Job.ResizeMethode, TResizeMethode(i));
+    EXPECT_NE(ErrorOf({"--method", "Lanczos"}).find("--method"), std::string::npos);
+}
+
+TEST(BatchOptions, OutOfRangeNumbersNameTheOptionAndItsRange) {
+    EXPECT_EQ(ErrorOf({"--size", "15"}), "option --size takes a whole number from 16 to 16000, not '15'");
+    EXPECT_EQ(ErrorOf({"--size", "16001"}), "option --size takes a whole number from 16 to 16000, not '16001'");
+    EXPECT_EQ(ErrorOf({"--quality", "0"}), "option --quality takes a whole number from 1 to 100, not '0'");
+    EXPECT_EQ(ErrorOf({"--max-kb", "79"}), "option --max-kb takes a whole number from 80 to 2048, not '79'");
+    EXPECT_EQ(ErrorOf({"--quality", "8x"}), "option --quality takes a whole number from 1 to 100, not '8x'");
+    EXPECT_EQ(Parse({"--size", "16"}).Job.NewSize, 16);
+}
+
+TEST(BatchOptions, MalformedCommandLines) {
+    EXPECT_EQ(ErrorOf({"--colour"}), "unknown option --colour");
+    EXPECT_EQ(ErrorOf({"x", "--size"}), "option --size needs a value");
+    EXPECT_EQ(ErrorOf({"--dir", ""}), "option --dir needs a folder name");
+    // After "--" everything is a path, also what looks like an option.
+    EXPECT_EQ(Parse({"--", "--bw"}).Paths, (std::vector<std::string>{"--bw"}));
+    EXPECT_FALSE(Parse({"--", "--bw"}).Job.BW);
+}
