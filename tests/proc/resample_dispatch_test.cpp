@@ -1,0 +1,221 @@
+#include "proc/resample.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "image/bitmap.h"
+#include "image/settings.h"
+#include "proc/resample_contrib.h"
+#include "tests/image/bitmaptestutil.h"
+#include "tests/proc/resampletestutil.h"
+
+namespace {
+
+const TIEProgressEvent NoProgress;
+
+std::pair<int32_t, int32_t> Resolve(int32_t NewWidth, int32_t NewHeight, int32_t Width, int32_t Height,
+                                    bool Maintain = false) {
+    IEResolveResampleSize(NewWidth, NewHeight, Width, Height, Maintain);
+    return {NewWidth, NewHeight};
+}
+
+void FillGrey24(TIEBitmap& Bitmap, int32_t Width, int32_t Height, std::initializer_list<int> Greys) {
+    Bitmap.Allocate(Width, Height, ie24RGB);
+    auto it = Greys.begin();
+    for (int32_t y = 0; y < Height; ++y)
+        for (int32_t x = 0; x < Width; ++x, ++it)
+            Bitmap.SetPixels_ie24RGB(x, y, TRGB{uint8_t(*it), uint8_t(*it), uint8_t(*it)});
+}
+
+std::vector<int> Reds(TIEBitmap& Bitmap) {
+    std::vector<int> values;
+    for (int32_t y = 0; y < Bitmap.Height(); ++y)
+        for (int32_t x = 0; x < Bitmap.Width(); ++x)
+            values.push_back(Bitmap.GetPixels_ie24RGB(x, y).r);
+    return values;
+}
+
+// A restorable change to the process-wide settings.
+class TScopedThreads {
+  public:
+    explicit TScopedThreads(int32_t MaxThreads) : fSaved(IEGlobalSettings().ImageProcMaxThreads()) {
+        IEGlobalSettings().SetImageProcMaxThreads(MaxThreads);
+    }
+    ~TScopedThreads() { IEGlobalSettings().SetImageProcMaxThreads(fSaved); }
+
+  private:
+    int32_t fSaved;
+};
+
+} // namespace
+
+TEST(ResampleSize, FreeSideFollowsCutTowardZero) {
+    EXPECT_EQ(Resolve(1024, -1, 4000, 3000), std::make_pair(1024, 768));
+    EXPECT_EQ(Resolve(1000, -1, 3000, 2000), std::make_pair(1000, 666));
+    EXPECT_EQ(Resolve(-1, 500, 3000, 2000), std::make_pair(750, 500));
+    // A free side that computes to 0 becomes 1.
+    EXPECT_EQ(Resolve(10, -1, 1000, 1), std::make_pair(10, 1));
+    EXPECT_EQ(Resolve(-1, 1, 1, 5000), std::make_pair(1, 1));
+    // 0 keeps the present side, other negatives count by their size, both negative
+    // stay as they are.
+    EXPECT_EQ(Resolve(0, 77, 300, 200), std::make_pair(300, 77));
+    EXPECT_EQ(Resolve(-50, -1, 300, 200), std::make_pair(-50, -1));
+    EXPECT_EQ(Resolve(-50, 20, 300, 200), std::make_pair(50, 20));
+}
+
+TEST(ResampleSize, MaintainAspectRatioFitsTheBox) {
+    EXPECT_EQ(Resolve(100, 100, 400, 200, true), std::make_pair(100, 50));
+    EXPECT_EQ(Resolve(100, 100, 200, 400, true), std::make_pair(50, 100));
+    EXPECT_EQ(Resolve(1000, 1000, 40, 20, true), std::make_pair(1000, 500)); // enlarges too
+    // Only counts when both sides are given.
+    EXPECT_EQ(Resolve(100, -1, 400, 300, true), std::make_pair(100, 75));
+    EXPECT_EQ(Resolve(1, 1, 1000, 1, true), std::make_pair(1, 1));
+}
+
+TEST(ResampleDispatch, EqualSizeAssigns) {
+    TIEBitmap src, dst(3, 2, ie8g);
+    FillGrey(src, 3, 2, {1, 2, 3, 4, 5, 6});
+    IEResampleDispatch(src, dst, rfLanczos3, NoProgress, nullptr);
+    EXPECT_EQ(GreyPixels(dst), Bytes({1, 2, 3, 4, 5, 6}));
+}
+
+TEST(ResampleDispatch, SinglePixelSourceFillsTarget) {
+    for (TResampleFilter filter : {rfLanczos3, rfBilinear, rfFastLinear, rfWICCubicHQ, rfNone}) {
+        SCOPED_TRACE(filter);
+        TIEBitmap src(1, 1, ie24RGB);
+        src.SetPixels_ie24RGB(0, 0, TRGB{10, 20, 30});
+        TIEBitmap dst(4, 3, ie24RGB);
+        IEResampleDispatch(src, dst, filter, NoProgress, nullptr);
+        for (int32_t y = 0; y < 3; ++y)
+            for (int32_t x = 0; x < 4; ++x) {
+                const TRGB p = dst.GetPixels_ie24RGB(x, y);
+                EXPECT_EQ(p.b, 10);
+                EXPECT_EQ(p.g, 20);
+                EXPECT_EQ(p.r, 30);
+            }
+    }
+}
+
+// The dispatch reaches the engines with the bitmaps' rows: the reduction and the
+// area walk of the engine tests come out the same through TIEBitmap.
+TEST(ResampleDispatch, RoutesByFilter) {
+    TIEBitmap src, dst(3, 1, ie24RGB);
+    FillGrey24(src, 5, 1, {10, 20, 40, 80, 160});
+    IEResampleDispatch(src, dst, rfTriangle, NoProgress, nullptr);
+    EXPECT_EQ(Reds(dst), (std::vector<int>{15, 45, 140}));
+
+    TIEBitmap area, areaOut(6, 1, ie24RGB);
+    FillGrey24(area, 3, 1, {0, 100, 200});
+    IEResampleDispatch(area, areaOut, rfBicubic, NoProgress, nullptr);
+    EXPECT_EQ(Reds(areaOut), (std::vector<int>{38, 100, 162, 200, 212, 200}));
+
+    TIEBitmap fast, fastOut(5, 1, ie24RGB);
+    FillGrey24(fast, 2, 1, {0, 100});
+    IEResampleDispatch(fast, fastOut, rfFastLinear, NoProgress, nullptr);
+    EXPECT_EQ(Reds(fastOut), (std::vector<int>{0, 0, 40, 80, 100}));
+
+    // ie8g takes the one-byte engines: no half-pixel shift, rounded tables.
+    TIEBitmap grey, greyOut(5, 1, ie8g);
+    FillGrey(grey, 2, 1, {0, 100});
+    IEResampleDispatch(grey, greyOut, rfFastLinear, NoProgress, nullptr);
+    EXPECT_EQ(GreyPixels(greyOut), Bytes({0, 40, 100, 100, 100}));
+}
+
+TEST(ResampleDispatch, FormatsOfTheResult) {
+    // rfNone copies whole pixels in any format.
+    TIEBitmap words(2, 1, ie16g), wordsOut(4, 1, ie16g);
+    words.SetPixels_ie16g(0, 0, 1000);
+    words.SetPixels_ie16g(1, 0, 50000);
+    IEResampleDispatch(words, wordsOut, rfNone, NoProgress, nullptr);
+    EXPECT_EQ(wordsOut.PixelFormat(), ie16g);
+    EXPECT_EQ(wordsOut.GetPixels_ie16g(1, 0), 1000);
+    EXPECT_EQ(wordsOut.GetPixels_ie16g(2, 0), 50000);
+
+    // The area walk keeps 48-bit colour.
+    TIEBitmap deep(2, 2, ie48RGB), deepOut(1, 1, ie48RGB);
+    for (int32_t i = 0; i < 4; ++i)
+        deep.SetPixels_ie48RGB(i % 2, i / 2, TRGB48{uint16_t(1000 * i), 7, 65535});
+    IEResampleDispatch(deep, deepOut, rfBilinear, NoProgress, nullptr);
+    EXPECT_EQ(deepOut.PixelFormat(), ie48RGB);
+    EXPECT_EQ(deepOut.GetPixels_ie48RGB(0, 0).r, 1500);
+    EXPECT_EQ(deepOut.GetPixels_ie48RGB(0, 0).b, 65535);
+
+    // A kernel filter on a format without its own route goes through ie24RGB.
+    TIEBitmap rgba(4, 1, ie32RGB), rgbaOut(2, 1, ie32RGB);
+    for (int32_t x = 0; x < 4; ++x)
+        rgba.SetPixels_ie32RGB(x, 0, TRGBA{9, 9, 9, 9});
+    IEResampleDispatch(rgba, rgbaOut, rfLanczos3, NoProgress, nullptr);
+    EXPECT_EQ(rgbaOut.PixelFormat(), ie24RGB);
+    EXPECT_EQ(rgbaOut.GetPixels_ie24RGB(1, 0).g, 9);
+    // ... while the area walk handles ie32RGB itself.
+    TIEBitmap rgbaArea(2, 1, ie32RGB);
+    IEResampleDispatch(rgba, rgbaArea, rfBilinear, NoProgress, nullptr);
+    EXPECT_EQ(rgbaArea.PixelFormat(), ie32RGB);
+    EXPECT_EQ(rgbaArea.GetPixels_ie32RGB(1, 0).a, 9);
+}
+
+TEST(ResampleDispatch, OneBitSources) {
+    TIEBitmap bits(3, 1, ie1g);
+    bits.Fill(0);
+    bits.SetPixels_ie1g(1, 0, true);
+    bits.SetPixels_ie1g(2, 0, true);
+    TIEBitmap rgb(5, 1, ie1g);
+    IEResampleDispatch(bits, rgb, rfTriangle, NoProgress, nullptr);
+    EXPECT_EQ(rgb.PixelFormat(), ie24RGB);
+    EXPECT_EQ(Reds(rgb), (std::vector<int>{0, 127, 255, 255, 255}));
+
+    TIEBitmap projected(2, 1, ie1g);
+    IEResampleDispatch(bits, projected, rfProjectWB, NoProgress, nullptr);
+    EXPECT_EQ(projected.PixelFormat(), ie1g);
+    EXPECT_FALSE(projected.GetPixels_ie1g(0, 0));
+    EXPECT_TRUE(projected.GetPixels_ie1g(1, 0));
+
+    TIEBitmap nearest(6, 1, ie1g);
+    IEResampleDispatch(bits, nearest, rfNone, NoProgress, nullptr);
+    EXPECT_EQ(nearest.PixelFormat(), ie1g);
+    EXPECT_FALSE(nearest.GetPixels_ie1g(1, 0));
+    EXPECT_TRUE(nearest.GetPixels_ie1g(2, 0));
+}
+
+// The alpha plane goes through the one-byte route with the same filter and no
+// progress; its Full flag is carried over.
+TEST(ResampleDispatch, AlphaResampledSeparately) {
+    TIEBitmap src, dst(3, 1, ie24RGB);
+    FillGrey24(src, 5, 1, {0, 0, 0, 0, 0});
+    TIEBitmap* alpha = src.AlphaChannel();
+    const int values[5] = {10, 20, 40, 80, 160};
+    for (int32_t x = 0; x < 5; ++x)
+        alpha->SetPixels_ie8(x, 0, uint8_t(values[x]));
+    alpha->SetFull(false);
+    int reports = 0;
+    IEResampleDispatch(
+        src, dst, rfTriangle, [&](void*, int) { ++reports; }, nullptr);
+    ASSERT_NE(dst.AlphaChannelOpt(), nullptr);
+    EXPECT_EQ(GreyPixels(*dst.AlphaChannelOpt()), Bytes({15, 45, 140}));
+    EXPECT_FALSE(dst.AlphaChannelOpt()->Full());
+    // One horizontal and one vertical figure of the colour pass, none from the alpha.
+    EXPECT_EQ(reports, 2);
+
+    TIEBitmap nearest(10, 1, ie24RGB);
+    IEResampleDispatch(src, nearest, rfNone, NoProgress, nullptr);
+    EXPECT_EQ(GreyPixels(*nearest.AlphaChannelOpt()), Bytes({10, 10, 20, 20, 40, 40, 80, 80, 160, 160}));
+}
+
+TEST(ResampleDispatch, ThreadedResultMatchesSingleThread) {
+    TTestImage picture = TTestImage::Busy(320, 240, 3);
+    TIEBitmap src(320, 240, ie24RGB);
+    for (int32_t y = 0; y < 240; ++y)
+        std::memcpy(src.GetScanline(y), picture.Row(y), 320 * 3);
+    TIEBitmap single(123, 77, ie24RGB), threaded(123, 77, ie24RGB);
+    {
+        TScopedThreads threads(1);
+        IEResampleDispatch(src, single, rfLanczos3, NoProgress, nullptr);
+    }
+    {
+        TScopedThreads threads(4);
+        IEResampleDispatch(src, threaded, rfLanczos3, NoProgress, nullptr);
+    }
+    EXPECT_EQ(FirstDifference(single, threaded), "");
+}
