@@ -16,7 +16,9 @@ namespace {
 // Source rows are only read; on ieFile this spares writing every row back.
 class TReadOnly {
   public:
-    explicit TReadOnly(TIEBitmap& Bitmap) : fBitmap(Bitmap), fSaved(Bitmap.Access()) { Bitmap.SetAccess(iedRead); }
+    explicit TReadOnly(TIEBitmap& Bitmap) : fBitmap(Bitmap), fSaved(Bitmap.Access()) {
+        Bitmap.SetAccess(iedRead);
+    }
     ~TReadOnly() { fBitmap.SetAccess(fSaved); }
     TReadOnly(const TReadOnly&) = delete;
     TReadOnly& operator=(const TReadOnly&) = delete;
@@ -72,7 +74,8 @@ void ExpandBitsToRGB(TIEBitmap& Source, TIEBitmap& Target) {
 }
 
 // ie8p sources: the rule is applied to the 256 palette entries once.
-template <typename TTarget, typename Rule> void MapPalette(TIEBitmap& Source, TIEBitmap& Target, Rule EntryRule) {
+template <typename TTarget, typename Rule>
+void MapPalette(TIEBitmap& Source, TIEBitmap& Target, Rule EntryRule) {
     std::array<TTarget, 256> table;
     for (int32_t i = 0; i < 256; ++i)
         table[size_t(i)] = EntryRule(Source.GetPalette(i));
@@ -124,15 +127,16 @@ void Quantize(TIEBitmap& Source, TIEBitmap& Target) {
     TIEQuantizer quantizer(Source, palette.data(), Target.PaletteUsed());
     for (int32_t i = 0; i < 256; ++i)
         Target.SetPalette(i, palette[size_t(i)]);
-    MapPixels<TRGB, uint8_t>(Source, Target, [&quantizer](TRGB c) { return uint8_t(quantizer.GetRGBIndex(c)); });
+    MapPixels<TRGB, uint8_t>(Source, Target,
+                             [&quantizer](TRGB c) { return uint8_t(quantizer.GetRGBIndex(c)); });
 }
 
-void CopySameFormat(TIEBitmap& Source, TIEBitmap& Target) {
+// Rows of equal pixel size copied as bytes; the palette is the caller's business.
+void CopyRowBytes(TIEBitmap& Source, TIEBitmap& Target) {
     TReadOnly readOnly(Source);
     size_t bytes = size_t(IEComputeRowLen(Target.Width(), Target.BitCount(), 8));
     for (int32_t y = 0; y < Target.Height(); ++y)
         std::memcpy(Target.GetScanline(y), Source.GetScanline(y), bytes);
-    if (Target.PixelFormat() == ie8p) Source.CopyPaletteTo(Target);
 }
 
 bool FromBits(TIEBitmap& Source, TIEBitmap& Target) {
@@ -199,7 +203,7 @@ bool FromGrey8(TIEBitmap& Source, TIEBitmap& Target) {
     switch (Target.PixelFormat()) {
     case ie8p:
         SetGreyPalette(Target);
-        CopySameFormat(Source, Target);
+        CopyRowBytes(Source, Target);
         return true;
     case ie16g:
         MapPixels<uint8_t, uint16_t>(Source, Target, [](uint8_t v) { return uint16_t(v * 257); });
@@ -306,7 +310,8 @@ bool FromFloat(TIEBitmap& Source, TIEBitmap& Target) {
         MapPixels<float, uint8_t>(Source, Target, level8);
         return true;
     case ie16g:
-        MapPixels<float, uint16_t>(Source, Target, [](float v) { return uint16_t(TruncScaled(v, 65535, 65535)); });
+        MapPixels<float, uint16_t>(Source, Target,
+                                   [](float v) { return uint16_t(TruncScaled(v, 65535, 65535)); });
         return true;
     case ie24RGB:
         MapPixels<float, TRGB>(Source, Target, [&level8](float v) { return Replicated(level8(v)); });
@@ -377,7 +382,8 @@ void ConvertRows(TIEBitmap& Source, TIEBitmap& Target) {
         return;
     TIEPixelFormat from = Source.PixelFormat(), to = Target.PixelFormat();
     if (from == to) {
-        CopySameFormat(Source, Target);
+        CopyRowBytes(Source, Target);
+        if (to == ie8p) Source.CopyPaletteTo(Target);
         return;
     }
     TIEGreyCoefficients coef = TIEGreyCoefficients::Current();
@@ -428,7 +434,11 @@ void ConvertRows(TIEBitmap& Source, TIEBitmap& Target) {
         break;
     case ie32RGB:
         if (to == ie24RGB)
-            done = (MapPixels<TRGBA, TRGB>(Source, Target, [](TRGBA c) { return TRGB{c.b, c.g, c.r}; }), true);
+            done = (MapPixels<TRGBA, TRGB>(Source, Target,
+                                           [](TRGBA c) {
+                                               return TRGB{c.b, c.g, c.r};
+                                           }),
+                    true);
         break;
     case ieNull:
         return;

@@ -12,9 +12,9 @@ namespace {
 
 // First index x, second y.
 constexpr uint8_t kOrderedMatrix[8][8] = {
-    {0, 32, 8, 40, 2, 34, 10, 42},  {48, 16, 56, 24, 50, 18, 58, 26}, {12, 44, 4, 36, 14, 46, 6, 38},
-    {60, 28, 52, 20, 62, 30, 54, 22}, {3, 35, 11, 43, 1, 33, 9, 41},   {51, 19, 59, 27, 49, 17, 57, 25},
-    {15, 47, 7, 39, 13, 45, 5, 37},  {63, 31, 55, 23, 61, 29, 53, 21},
+    {0, 32, 8, 40, 2, 34, 10, 42},    {48, 16, 56, 24, 50, 18, 58, 26}, {12, 44, 4, 36, 14, 46, 6, 38},
+    {60, 28, 52, 20, 62, 30, 54, 22}, {3, 35, 11, 43, 1, 33, 9, 41},    {51, 19, 59, 27, 49, 17, 57, 25},
+    {15, 47, 7, 39, 13, 45, 5, 37},   {63, 31, 55, 23, 61, 29, 53, 21},
 };
 
 struct TColourSums {
@@ -24,7 +24,8 @@ struct TColourSums {
 // Calls Body once with a reader for Source's format. A reader turns one row into
 // grey levels and adds the row's colour to the sums; Colour tells whether the mean
 // threshold is the Grey of the mean colour (colour sources) or the mean level.
-template <typename Body> void WithGreyReader(TIEBitmap& Source, const TIEGreyCoefficients& Coef, Body&& body) {
+template <typename Body>
+void WithGreyReader(TIEBitmap& Source, const TIEGreyCoefficients& Coef, Body&& body) {
     switch (Source.PixelFormat()) {
     case ie8p: {
         std::vector<TRGB> palette(256, TRGB{0, 0, 0});

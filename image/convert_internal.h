@@ -28,7 +28,9 @@ inline float GreyFloat(int32_t r, int32_t g, int32_t b) {
     return float((r * 0.2126 + g * 0.7152 + b * 0.0722) / 255.0);
 }
 
-inline TRGB Replicated(uint8_t v) { return TRGB{v, v, v}; }
+inline TRGB Replicated(uint8_t v) {
+    return TRGB{v, v, v};
+}
 
 } // namespace ieconvert
 

@@ -10,7 +10,8 @@ using namespace ieconvert;
 
 TIEGreyCoefficients TIEGreyCoefficients::Current() {
     TIEGlobalSettings& settings = IEGlobalSettings();
-    return TIEGreyCoefficients{settings.RedToGrayCoef(), settings.GreenToGrayCoef(), settings.BlueToGrayCoef()};
+    return TIEGreyCoefficients{settings.RedToGrayCoef(), settings.GreenToGrayCoef(),
+                               settings.BlueToGrayCoef()};
 }
 
 TCMYK IERGB2CMYK(TRGB Value) {
@@ -131,7 +132,8 @@ void TIEBitmap::SetPixels(int32_t x, int32_t y, TRGB Value) {
         SetPixels_ieCMYK(x, y, IERGB2CMYK(Value));
         break;
     case ie48RGB:
-        SetPixels_ie48RGB(x, y, TRGB48{uint16_t(Value.r * 257), uint16_t(Value.g * 257), uint16_t(Value.b * 257)});
+        SetPixels_ie48RGB(x, y,
+                          TRGB48{uint16_t(Value.r * 257), uint16_t(Value.g * 257), uint16_t(Value.b * 257)});
         break;
     case ieCIELab:
         SetPixels_ieCIELab(x, y, IERGB2CIELab(Value));

@@ -7,8 +7,12 @@
 
 namespace {
 
-uint32_t Key(TRGB c) { return uint32_t(c.r) << 16 | uint32_t(c.g) << 8 | c.b; }
-int32_t Channel(uint32_t Key, int32_t Shift) { return int32_t(Key >> Shift) & 255; }
+uint32_t Key(TRGB c) {
+    return uint32_t(c.r) << 16 | uint32_t(c.g) << 8 | c.b;
+}
+int32_t Channel(uint32_t Key, int32_t Shift) {
+    return int32_t(Key >> Shift) & 255;
+}
 
 } // namespace
 
@@ -30,7 +34,8 @@ TIEQuantizer::TIEQuantizer(TIEBitmap& Source, TRGB* Palette, int32_t ColorCount)
     if (int32_t(colours.size()) <= ColorCount) {
         for (size_t i = 0; i < colours.size(); ++i) {
             uint32_t key = colours[i].first;
-            fPalette.push_back(TRGB{uint8_t(Channel(key, 0)), uint8_t(Channel(key, 8)), uint8_t(Channel(key, 16))});
+            fPalette.push_back(
+                TRGB{uint8_t(Channel(key, 0)), uint8_t(Channel(key, 8)), uint8_t(Channel(key, 16))});
             fIndex.emplace(key, int32_t(i));
         }
     } else {
@@ -74,7 +79,8 @@ void TIEQuantizer::MedianCut(std::vector<std::pair<uint32_t, uint32_t>>& Colours
         }
         if (chosen == boxes.size()) break;
         TBox box = boxes[chosen];
-        std::stable_sort(Colours.begin() + std::ptrdiff_t(box.Begin), Colours.begin() + std::ptrdiff_t(box.End),
+        std::stable_sort(Colours.begin() + std::ptrdiff_t(box.Begin),
+                         Colours.begin() + std::ptrdiff_t(box.End),
                          [chosenShift](const auto& A, const auto& B) {
                              return Channel(A.first, chosenShift) < Channel(B.first, chosenShift);
                          });
