@@ -122,7 +122,18 @@ void TResize::TransformStage() {
     if (aImager->IsEmpty()) return;
     std::optional<TResampleFilter> filter = ResizeMethodeFilter(fResizeProperty.ResizeMethode);
     if (filter) ResampleFittedSide(*filter);
+    if (fResizeProperty.ImageEnhance) aImager->Proc().AutoImageEnhance3(0.33, 70);
+    if (fResizeProperty.SharpImg) SharpenStep();
     aImager->Update();
+}
+
+void TResize::SharpenStep() {
+    // Half sharpened, half as resampled: the untouched copy is blended back in.
+    TImager unsharpened;
+    unsharpened.Proc().SetAutoUndo(false);
+    unsharpened.IEBitmap().AssignImage(aImager->IEBitmap());
+    aImager->Proc().AutoSharp(68, 0.035);
+    aImager->Proc().Merge(unsharpened.IEBitmap(), 50);
 }
 
 void TResize::Resample(int32_t NewWidth, int32_t NewHeight, TResampleFilter Filter) {
@@ -178,6 +189,11 @@ void TResize::SaveStage() {
     if (!fResizeProperty.AutoQuali) params.JPEG_Quality = aJPEG_Quality;
     params.JPEG_Progressive = fResizeProperty.JPEGProgressive;
     if (fResizeProperty.AutoSize) SizeLoop();
+    if (fResizeProperty.SoftShadow) aImager->Proc().AddSoftShadow(3.0, 3, 3, true, clBlack, 100, 128);
     params.EXIF_Software = std::string("pixelWright ") + ProductVersion + " by " + MakerHost;
+    if (fResizeProperty.BW) {
+        aImager->Proc().WhiteBalance_GrayWorld();
+        aImager->Proc().ConvertToGray();
+    }
     aImager->IO().SaveToFileJpeg(aResizeImage);
 }

@@ -87,6 +87,7 @@ class TResize {
     void ThreadBody();
     void Park();
     void ResampleFittedSide(TResampleFilter Filter);
+    void SharpenStep();
     void SizeLoop();
 
     std::string aResizeImage;

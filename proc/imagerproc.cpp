@@ -1,7 +1,10 @@
 #include "proc/imagerproc.h"
 
 #include "image/bitmap.h"
+#include "proc/enhance.h"
 #include "proc/resample.h"
+#include "proc/shadow.h"
+#include "proc/sharpen.h"
 
 void TImagerProc::CheckBitmap() const {
     if (!fIEBitmap) throw EIEException("Bitmap is not valid");
@@ -43,4 +46,114 @@ void TImagerProc::ResampleTo(TIEBitmap& Target, int32_t TargetWidth, int32_t Tar
     if (!Target.Allocate(TargetWidth, TargetHeight, fIEBitmap->PixelFormat(), -1.0, 255)) return;
     IEResampleDispatch(*fIEBitmap, Target, FilterType, OnProgress, this);
     FinishWork();
+}
+
+bool TImagerProc::BeginImageProcessing(TIEProcRect& Rect) {
+    CheckBitmap();
+    if (fIEBitmap->IsEmpty()) return false;
+    // No undo store exists in this engine; holders of the batch switch AutoUndo off anyway.
+    if (!fIEBitmap->CheckFormat({ie24RGB}, fAutoConvertFormat)) return false;
+    if (fIEBitmap->PixelFormat() != ie24RGB) return false;
+    Rect = TIEProcRect{0, 0, fIEBitmap->Width(), fIEBitmap->Height()};
+    fProgressTask = ietProcessing;
+    return true;
+}
+
+void TImagerProc::EndImageProcessing() {
+    if (OnUpdate) OnUpdate();
+    FinishWork();
+}
+
+void TImagerProc::AutoSharp(int32_t Intensity, double Rate) {
+    TIEProcRect rect;
+    if (!BeginImageProcessing(rect)) return;
+    IEAutoSharp(*fIEBitmap, Intensity, Rate, OnProgress, this);
+    EndImageProcessing();
+}
+
+void TImagerProc::EdgeDetect_ShenCastan(double Ratio, double Smooth, int32_t WindowSize, int32_t ThinFactor,
+                                        bool DoHysteresis) {
+    TIEProcRect rect;
+    if (!BeginImageProcessing(rect)) return;
+    TIEShenCastanParams params;
+    params.Ratio = Ratio;
+    params.Smooth = Smooth;
+    params.WindowSize = WindowSize;
+    params.ThinFactor = ThinFactor;
+    params.DoHysteresis = DoHysteresis;
+    TIEBitmap edges;
+    IEEdgeDetectShenCastan(*fIEBitmap, edges, params);
+    if (!edges.IsEmpty()) fIEBitmap->AssignImage(edges);
+    EndImageProcessing();
+}
+
+void TImagerProc::Blur(double radius) {
+    TIEProcRect rect;
+    if (!BeginImageProcessing(rect)) return;
+    IEBlurRect(*fIEBitmap, radius, rect);
+    EndImageProcessing();
+}
+
+void TImagerProc::Merge(TIEBitmap& SrcBitmap, int32_t pcf) {
+    TIEProcRect rect;
+    if (!BeginImageProcessing(rect)) return;
+    IEMerge(*fIEBitmap, SrcBitmap, pcf, rect, OnProgress, this);
+    EndImageProcessing();
+}
+
+void TImagerProc::Merge(TBitmap& SrcBitmap, int32_t pcf) {
+    {
+        TIEBitmap wrapper;
+        wrapper.EncapsulateTBitmap(&SrcBitmap, true);
+        Merge(wrapper, pcf);
+    }
+    FinishWork();
+}
+
+void TImagerProc::AutoImageEnhance3(double Gamma, int32_t Saturation) {
+    // Refused before anything, the format conversion included, is touched.
+    if (Gamma <= 0) throw EIEException("Invalid Gamma value");
+    TIEProcRect rect;
+    if (!BeginImageProcessing(rect)) return;
+    IEAutoImageEnhance3(*fIEBitmap, Gamma, Saturation, OnProgress, this);
+    EndImageProcessing();
+}
+
+void TImagerProc::WhiteBalance_GrayWorld() {
+    TIEProcRect rect;
+    if (!BeginImageProcessing(rect)) return;
+    IEWhiteBalanceGrayWorld(*fIEBitmap, OnProgress, this);
+    EndImageProcessing();
+}
+
+void TImagerProc::ConvertToGray() {
+    TIEProcRect rect;
+    if (!BeginImageProcessing(rect)) return;
+    IEConvertToGray(*fIEBitmap, rect);
+    EndImageProcessing();
+}
+
+void TImagerProc::AddSoftShadow(double Radius, int32_t OffsetX, int32_t OffsetY, bool AdaptSize,
+                                TColor ShadowColor, int32_t Intensity, int32_t BGAlphaThreshold) {
+    CheckBitmap();
+    if (fIEBitmap->IsEmpty()) return;
+    fProgressTask = ietProcessing;
+    IEAddSoftShadow(*fIEBitmap, Radius, OffsetX, OffsetY, AdaptSize, ShadowColor, Intensity,
+                    BGAlphaThreshold);
+    EndImageProcessing();
+}
+
+void TImagerProc::AddSoftShadow(double Radius, int32_t Offset, TIEShadowPosition Position, bool AdaptSize,
+                                TColor ShadowColor, int32_t Intensity, int32_t BGAlphaThreshold) {
+    if (Position == iespInner) {
+        CheckBitmap();
+        if (fIEBitmap->IsEmpty()) return;
+        fProgressTask = ietProcessing;
+        IEAddInnerShadow(*fIEBitmap, Radius, Offset, Offset, ShadowColor, Intensity);
+        EndImageProcessing();
+        return;
+    }
+    int32_t offsetX = 0, offsetY = 0;
+    IEShadowOffsets(Offset, Position, offsetX, offsetY);
+    AddSoftShadow(Radius, offsetX, offsetY, AdaptSize, ShadowColor, Intensity, BGAlphaThreshold);
 }

@@ -1,0 +1,121 @@
+// The worker's finishing steps on the 1200 x 800 picture that a reduction of a
+// 6000 x 4000 photo gives: the sharpening step (copy, AutoSharp(68, 0.035),
+// Merge 50), AutoImageEnhance3(0.33, 70) and the black-and-white step, each with
+// its parts, so that a slow one can be found.
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+
+#include "image/bitmap.h"
+#include "proc/enhance.h"
+#include "proc/imagerproc.h"
+#include "proc/sharpen.h"
+
+namespace {
+
+constexpr int32_t Width = 1200;
+constexpr int32_t Height = 800;
+
+// Smooth shading, hard edges and sensor-like noise, as after a reduction.
+TIEBitmap& Picture() {
+    static std::unique_ptr<TIEBitmap> picture = [] {
+        auto bitmap = std::make_unique<TIEBitmap>();
+        bitmap->SetLocation(ieMemory);
+        bitmap->Allocate(Width, Height, ie24RGB);
+        uint32_t seed = 1;
+        for (int32_t y = 0; y < Height; ++y) {
+            auto* row = static_cast<TRGB*>(bitmap->GetScanline(y));
+            for (int32_t x = 0; x < Width; ++x) {
+                seed = seed * 1664525u + 1013904223u;
+                const int32_t noise = int32_t(seed >> 29) - 4;
+                const double shade = 0.5 + 0.5 * std::sin(x * 0.0105) * std::cos(y * 0.0085);
+                const bool edge = ((x / 70) + (y / 54)) % 3 == 0;
+                const int32_t base = int32_t(shade * 200.0) + (edge ? 40 : 0);
+                row[x] = TRGB{IEByteClamp(base / 2 + noise), IEByteClamp(base + noise),
+                              IEByteClamp(base + 30 - x % 17)};
+            }
+        }
+        return bitmap;
+    }();
+    return *picture;
+}
+
+// A fresh copy of the picture per iteration, made outside the timing.
+template <typename Work> void OnCopy(benchmark::State& State, Work&& DoWork) {
+    for (auto _ : State) {
+        State.PauseTiming();
+        auto bitmap = std::make_unique<TIEBitmap>();
+        bitmap->SetLocation(ieMemory);
+        bitmap->AssignImage(Picture());
+        State.ResumeTiming();
+        DoWork(*bitmap);
+        benchmark::DoNotOptimize(bitmap->GetScanline(0));
+    }
+}
+
+// The whole step as the worker runs it, the copy for the blend included.
+void SharpenStep(benchmark::State& State) {
+    OnCopy(State, [](TIEBitmap& bitmap) {
+        TIEBitmap unsharpened;
+        unsharpened.SetLocation(ieMemory);
+        unsharpened.AssignImage(bitmap);
+        TImagerProc proc(&bitmap);
+        proc.SetAutoUndo(false);
+        proc.AutoSharp(68, 0.035);
+        proc.Merge(unsharpened, 50);
+    });
+}
+
+void EdgeMap(benchmark::State& State) {
+    TIEShenCastanParams params;
+    for (auto _ : State)
+        benchmark::DoNotOptimize(IEShenCastanEdgeMap(Picture(), params).data());
+}
+
+void BlurEdgeMask(benchmark::State& State) {
+    TIEBitmap mask;
+    mask.SetLocation(ieMemory);
+    mask.Allocate(Width, Height, ie8g);
+    for (auto _ : State)
+        IEBlur(mask, 4.0);
+}
+
+void AutoSharp(benchmark::State& State) {
+    OnCopy(State, [](TIEBitmap& bitmap) { IEAutoSharp(bitmap, 68, 0.035, TIEProgressEvent(), nullptr); });
+}
+
+void Merge50(benchmark::State& State) {
+    OnCopy(State, [](TIEBitmap& bitmap) {
+        IEMerge(bitmap, Picture(), 50, TIEProcRect{0, 0, Width, Height}, TIEProgressEvent(), nullptr);
+    });
+}
+
+void AutoImageEnhance3(benchmark::State& State) {
+    OnCopy(State, [](TIEBitmap& bitmap) {
+        TImagerProc proc(&bitmap);
+        proc.SetAutoUndo(false);
+        proc.AutoImageEnhance3(0.33, 70);
+    });
+}
+
+void BlackAndWhite(benchmark::State& State) {
+    OnCopy(State, [](TIEBitmap& bitmap) {
+        TImagerProc proc(&bitmap);
+        proc.SetAutoUndo(false);
+        proc.WhiteBalance_GrayWorld();
+        proc.ConvertToGray();
+    });
+}
+
+} // namespace
+
+BENCHMARK(SharpenStep)->Unit(benchmark::kMillisecond);
+BENCHMARK(EdgeMap)->Unit(benchmark::kMillisecond);
+BENCHMARK(BlurEdgeMask)->Unit(benchmark::kMillisecond);
+BENCHMARK(AutoSharp)->Unit(benchmark::kMillisecond);
+BENCHMARK(Merge50)->Unit(benchmark::kMillisecond);
+BENCHMARK(AutoImageEnhance3)->Unit(benchmark::kMillisecond);
+BENCHMARK(BlackAndWhite)->Unit(benchmark::kMillisecond);
