@@ -24,6 +24,7 @@ std::string Cut(const std::string& Value, TMemField Field) { return Value.substr
 
 void TMemData::SetActive(bool v) {
     if (v == fActive) return;
+    if (!v && OnClearing) OnClearing();
     fActive = v;
     if (!v) {
         fRecords.clear();
@@ -50,6 +51,7 @@ void TMemData::Edit() {
 void TMemData::Post() {
     if (fState == TState::Inserting) {
         fBuffer.RecId = fNextRecId++;
+        if (OnRowInserting) OnRowInserting(int(fRecords.size()));
         fRecords.push_back(fBuffer);
         fCurrent = int(fRecords.size()) - 1;
         IndexRecord(fCurrent);

@@ -46,6 +46,10 @@ class TMemData {
     int CurrentRow() const { return fCurrent; }
     void SetCurrentRow(int Row);
 
+    // Raised before a row is added and before the table is emptied, so that a view can
+    // announce the change ahead of it, as item models must.
+    std::function<void(int Row)> OnRowInserting;
+    std::function<void()> OnClearing;
     // Raised after a row was added or rewritten, and after the table was emptied.
     std::function<void(int Row)> OnRowInserted;
     std::function<void(int Row)> OnRowChanged;
