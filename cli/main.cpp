@@ -7,6 +7,7 @@
 #include "app/data.h"
 #include "app/product.h"
 #include "cli/batchoptions.h"
+#include "cli/imagetool.h"
 
 namespace {
 
@@ -22,7 +23,8 @@ int RunBatch(const TBatchOptions& Options) {
     }
     TMemData& table = dm.MemData();
     std::vector<std::string> ids;
-    for (int row = 0; row < table.RecordCount(); ++row) ids.push_back(std::to_string(table.Record(row).RecId));
+    for (int row = 0; row < table.RecordCount(); ++row)
+        ids.push_back(std::to_string(table.Record(row).RecId));
     dm.RisizeProperty = Options.Job;
     dm.ResizeFileIDs(ids, Options.ResizeDir);
     for (int row = 0; row < table.RecordCount(); ++row)
@@ -35,6 +37,9 @@ int RunBatch(const TBatchOptions& Options) {
 int main(int argc, char** argv) {
     SetProgramArgument0(argc > 0 ? argv[0] : nullptr);
     std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+    if (!arguments.empty() && arguments[0] == "image")
+        return RunImageTool(std::vector<std::string>(arguments.begin() + 1, arguments.end()), std::cout,
+                            std::cerr);
     TBatchOptions options;
     std::string error;
     if (!ParseBatchOptions(arguments, options, error)) {

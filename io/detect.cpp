@@ -142,6 +142,39 @@ const TIETiffEntry* TIETiffDirectory::Find(uint16_t Tag) const {
     return nullptr;
 }
 
+std::vector<uint64_t> IEReadTiffIntegers(TIEDetectSource& Source, const TIETiffHeader& Header,
+                                         const TIETiffEntry& Entry, uint64_t MaxCount) {
+    return ReadIntegers(Source, Header, Entry, MaxCount);
+}
+
+std::vector<double> IEReadTiffRationals(TIEDetectSource& Source, const TIETiffHeader& Header,
+                                        const TIETiffEntry& Entry, uint64_t MaxCount) {
+    std::vector<double> values;
+    if (Entry.Type != 5 && Entry.Type != 10) return values;
+    const uint64_t count = std::min(Entry.Count, MaxCount);
+    if (count == 0) return values;
+    std::vector<uint8_t> bytes(size_t(count) * 8);
+    // A rational is 8 bytes: only BigTIFF holds one inline.
+    if (Header.BigTIFF && Entry.Count == 1) {
+        std::memcpy(bytes.data(), Entry.Value, 8);
+    } else {
+        const uint64_t offset =
+            Header.BigTIFF ? Get64(Entry.Value, Header.BigEndian) : Get32(Entry.Value, Header.BigEndian);
+        if (!Source.ReadAt(offset, bytes.data(), bytes.size())) return values;
+    }
+    for (size_t i = 0; i < size_t(count); ++i) {
+        const uint32_t numerator = Get32(bytes.data() + i * 8, Header.BigEndian);
+        const uint32_t denominator = Get32(bytes.data() + i * 8 + 4, Header.BigEndian);
+        if (denominator == 0)
+            values.push_back(0);
+        else if (Entry.Type == 10)
+            values.push_back(double(int32_t(numerator)) / double(int32_t(denominator)));
+        else
+            values.push_back(double(numerator) / double(denominator));
+    }
+    return values;
+}
+
 std::optional<TIETiffHeader> IEReadTiffHeader(TIEDetectSource& Source) {
     uint8_t bytes[16];
     if (!Source.ReadAt(0, bytes, 8)) return std::nullopt;

@@ -60,6 +60,14 @@ struct TIETiffDirectory {
 std::optional<TIETiffDirectory> IEReadTiffDirectory(TIEDetectSource& Source, const TIETiffHeader& Header,
                                                     uint64_t Offset);
 
+// Values of an integer entry (SHORT, LONG, IFD, LONG8, IFD8), at most MaxCount of them,
+// inline or at the offset the entry gives; nothing for another type or data outside.
+std::vector<uint64_t> IEReadTiffIntegers(TIEDetectSource& Source, const TIETiffHeader& Header,
+                                         const TIETiffEntry& Entry, uint64_t MaxCount);
+// Values of a RATIONAL or SRATIONAL entry, at most MaxCount; a zero denominator gives 0.
+std::vector<double> IEReadTiffRationals(TIEDetectSource& Source, const TIETiffHeader& Header,
+                                        const TIETiffEntry& Entry, uint64_t MaxCount);
+
 // Tests whose data lie beyond the first bytes.
 bool IEIsHDPhoto(TIEDetectSource& Source);
 bool IEIsIconDirectory(TIEDetectSource& Source, uint16_t ResourceType);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -7,6 +8,7 @@
 #include "io/stream.h"
 
 class TIEBitmap;
+struct TProgressRec;
 
 // Loads a picture into its owner's bitmap and saves it. It doesn't decode: it picks the
 // format, opens the file, prepares the bitmap and calls the codec, then fixes up the
@@ -19,29 +21,55 @@ class TImagerIO {
     virtual ~TImagerIO() = default;
 
     TIOParams& Params() { return fParams; }
+    // True when the last operation failed or was stopped.
     bool Aborting() const { return fAborting; }
     void SetAborting(bool v) { fAborting = v; }
     bool AutoAdjustDPI() const { return fAutoAdjustDPI; }
     void SetAutoAdjustDPI(bool v) { fAutoAdjustDPI = v; }
     bool FilteredAdjustDPI() const { return fFilteredAdjustDPI; }
     void SetFilteredAdjustDPI(bool v) { fFilteredAdjustDPI = v; }
+    // A 12-byte header of the engine's own in front of a saved stream: "JFIF", zero
+    // bytes up to byte 8, then the length of the JPEG data behind it, little-endian.
     bool StreamHeaders() const { return fStreamHeaders; }
     void SetStreamHeaders(bool v) { fStreamHeaders = v; }
 
     // Called after each load so that the owner repaints.
     std::function<void()> OnUpdate;
+    // Progress of the codecs in percent; a handler stops a codec with SetAborting(true).
+    TIEProgressEvent OnProgress;
+    // The owner is told how a load ended: NotifySuccess after a load that worked,
+    // NotifyFailure after one that didn't. Called on the thread of the load: an owner
+    // with windows hands them to its own thread.
+    std::function<void(int32_t Code)> OnNotify;
+    // At the end of a save.
+    std::function<void()> OnFinishWork;
+
+    static constexpr int32_t NotifySuccess = 1;
+    static constexpr int32_t NotifyFailure = 8;
 
     virtual bool LoadFromFileAuto(const std::string& FileName);
     virtual bool LoadFromFile(const std::string& FileName, TIOFileType FileFormat);
     virtual bool LoadFromFile(const std::string& FileName, bool bCheckUnknown);
+    // The format by content when FileFormat is 0.
+    bool LoadFromStream(TIEStream& Stream, TIOFileType FileFormat = 0);
 
+    bool LoadFromFileJpeg(const std::string& FileName);
+    bool LoadFromStreamJpeg(TIEStream& Stream);
     void SaveToFileJpeg(const std::string& FileName);
     void SaveToStreamJpeg(TIEStream& Stream);
+
+  protected:
+    virtual void DoNotify(int32_t Code);
+    virtual void DoFinishWork();
 
   private:
     void CheckBitmapValid(bool MustNotBeEmpty) const;
     bool LoadByFormat(const std::string& FileName, TIOFileType FileFormat);
+    bool LoadStreamByFormat(TIEStream& Stream, TIOFileType FileFormat);
+    bool FailUnknownFormat();
+    bool LoadJpeg(TIEStream& Stream, const std::string& FileName);
     void WriteJpeg(TIEStream& Stream);
+    TProgressRec MakeProgress();
 
     TIOParams fParams;
     TIEBitmap* fIEBitmap;

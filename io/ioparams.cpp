@@ -10,9 +10,10 @@ constexpr uint16_t kResetAllMarkers = 8;
 constexpr uint16_t kResetIPTC = 16;
 constexpr uint16_t kResetUnkeptMarkers = 32;
 constexpr uint16_t kResetXMP = 64;
+constexpr uint16_t kResetTextLists = 128;
 constexpr uint16_t kResetHeavy = 256;
-// Flag 1 (annotations), 2 (DICOM) and 128 (PNG and PXM text lists) name holders that
-// join with their formats.
+// Flag 1 (annotations), 2 (DICOM) and the PXM part of 128 name holders that join with
+// their formats.
 
 } // namespace
 
@@ -54,6 +55,8 @@ void TIOParams::SetDefaultParams() {
     static_cast<TIOParamsJPEG&>(*this) = TIOParamsJPEG{};
     static_cast<TIOParamsEXIF&>(*this) = TIOParamsEXIF{};
     static_cast<TIOParamsMetadata&>(*this) = TIOParamsMetadata{};
+    static_cast<TIOParamsTIFF&>(*this) = TIOParamsTIFF{};
+    static_cast<TIOParamsPNG&>(*this) = TIOParamsPNG{};
     static_cast<TIOParamsRAW&>(*this) = TIOParamsRAW{};
 
     DpiX = settings.DefaultDpiX();
@@ -77,6 +80,11 @@ void TIOParams::ResetInfo(uint16_t Flags) {
     // A fresh list, not Clear: emptying for a new load is not a change by the user.
     if (Flags & kResetIPTC) IPTC_Info = TIEIPTCInfoList{};
     if (Flags & kResetXMP) XMP_Info.clear();
+    if (Flags & kResetTextLists) {
+        PNG_TextKeys.clear();
+        PNG_TextValues.clear();
+        PNG_Chunks.clear();
+    }
     if (Flags & kResetHeavy) EXIF_Bitmap.Free();
 }
 
@@ -90,6 +98,8 @@ void TIOParams::Assign(const TIOParams& Source) {
     static_cast<TIOParamsJPEG&>(*this) = Source;
     static_cast<TIOParamsEXIF&>(*this) = Source;
     static_cast<TIOParamsMetadata&>(*this) = Source;
+    static_cast<TIOParamsTIFF&>(*this) = Source;
+    static_cast<TIOParamsPNG&>(*this) = Source;
     static_cast<TIOParamsRAW&>(*this) = Source;
 }
 

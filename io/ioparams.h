@@ -220,6 +220,40 @@ struct TIOParamsMetadata {
     std::string XMP_Info;
 };
 
+// The TIFF family as far as other formats reach into it: an EXIF block is a small TIFF,
+// and its orientation travels here. The rest joins with the TIFF codec.
+struct TIOParamsTIFF {
+    int32_t TIFF_Orientation = 1;
+};
+
+enum TIOPNGFilter : int32_t {
+    ioPNG_FILTER_NONE,
+    ioPNG_FILTER_SUB,
+    ioPNG_FILTER_PAETH,
+    ioPNG_FILTER_UP,
+    ioPNG_FILTER_AVG,
+    ioPNG_FILTER_ALL,
+};
+
+struct TIOParamsPNG {
+    bool PNG_Interlaced = false;
+    // The bKGD colour, black when the file has none.
+    TRGB PNG_Background{0, 0, 0};
+    TIOPNGFilter PNG_Filter = ioPNG_FILTER_NONE;
+    // zlib level 0 to 9.
+    int32_t PNG_Compression = 5;
+    // Parallel lists of the text chunks that libpng hands over.
+    std::vector<std::string> PNG_TextKeys;
+    std::vector<std::string> PNG_TextValues;
+    // "key=value" lines of the text chunks that the metadata scan found and did not
+    // take as EXIF or XMP.
+    std::vector<std::string> PNG_Chunks;
+    // The palette of the last palette picture loaded, in the engine's order.
+    std::vector<TRGB> ColorMap;
+    // The raw bytes of an embedded ICC profile; colour management interprets them.
+    std::vector<uint8_t> InputICCProfile;
+};
+
 struct TIOParamsRAW {
     bool RAW_AutoAdjustColors = false;
     bool RAW_UseCameraWB = false;
@@ -232,6 +266,8 @@ class TIOParams : public TIOParamsGeneral,
                   public TIOParamsJPEG,
                   public TIOParamsEXIF,
                   public TIOParamsMetadata,
+                  public TIOParamsTIFF,
+                  public TIOParamsPNG,
                   public TIOParamsRAW {
   public:
     TIOParams() { SetDefaultParams(); }

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "io/codecs/jpeg.h"
 #include "io/detect.h"
 
 namespace {
@@ -28,6 +29,9 @@ struct TBuiltInRow {
     const char* FullName;
     const char* Extensions;
     bool Writable;
+    // The codec's stream functions once it is built; the placeholders until then.
+    TIEReadImageStream Read = nullptr;
+    TIEWriteImageStream Write = nullptr;
 };
 
 // Registration order is detection order for the try functions and lookup order for
@@ -36,7 +40,7 @@ struct TBuiltInRow {
 constexpr TBuiltInRow kBuiltInRows[] = {
     {1, "TIFF Image", "TIFF;TIF;FAX;G3F;G3N", true},
     {2, "GIF Image", "GIF", false},
-    {3, "JPEG Image", "JPEG;JPG;JPE;JIF;JFIF", true},
+    {3, "JPEG Image", "JPEG;JPG;JPE;JIF;JFIF", true, IEJpegReadStream, IEJpegWriteStream},
     {4, "PaintBrush", "PCX", false},
     {5, "Windows Bitmap", "BMP;DIB;RLE", false},
     {21, "Raw Bitmap", "", false},
@@ -199,8 +203,8 @@ TIEFileFormatList::TIEFileFormatList() {
         format.FullName = row.FullName;
         format.Extensions = row.Extensions;
         format.InternalFormat = true;
-        format.ReadFunction = BuiltInRead;
-        format.WriteFunction = row.Writable ? BuiltInWrite : nullptr;
+        format.ReadFunction = row.Read ? row.Read : BuiltInRead;
+        format.WriteFunction = row.Writable ? (row.Write ? row.Write : BuiltInWrite) : nullptr;
         format.TryFunction = BuiltInTry;
         RegisterFormat(format);
     }

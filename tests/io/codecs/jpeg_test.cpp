@@ -1,0 +1,598 @@
+#include "io/codecs/jpeg.h"
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <iterator>
+
+#include "io/exif.h"
+#include "tests/io/jpegtestutil.h"
+
+namespace {
+
+constexpr TRGB kOrange{50, 100, 200}; // b, g, r
+
+std::vector<uint8_t> OrangeJpeg(int32_t Width = 32, int32_t Height = 24) {
+    TIEBitmap bitmap;
+    FillRGB(bitmap, Width, Height, kOrange);
+    TIOParams params;
+    params.JPEG_Quality = 100;
+    return EncodeJpeg(bitmap, params);
+}
+
+std::vector<uint8_t> ReadFile(const std::string& Path) {
+    std::ifstream file(Path, std::ios::binary);
+    return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), {});
+}
+
+// Every pixel of Bitmap (ie24RGB) within Tolerance of Colour.
+::testing::AssertionResult AllPixelsNear(TIEBitmap& Bitmap, TRGB Colour, int Tolerance) {
+    for (int32_t y = 0; y < Bitmap.Height(); ++y)
+        for (int32_t x = 0; x < Bitmap.Width(); ++x) {
+            const TRGB p = Bitmap.GetPixels_ie24RGB(x, y);
+            if (ColourDistance(p, Colour) > Tolerance)
+                return ::testing::AssertionFailure() << "pixel " << x << "," << y << " is r" << int(p.r)
+                                                     << " g" << int(p.g) << " b" << int(p.b);
+        }
+    return ::testing::AssertionSuccess();
+}
+
+} // namespace
+
+TEST(JpegScale, ExamplesAndTheAspectFit) {
+    EXPECT_EQ(IECalcJpegScale(1000, 800, 120, 96), 8);  // 125 x 100 covers it
+    EXPECT_EQ(IECalcJpegScale(1000, 800, 130, 104), 4); // 125 x 100 would not
+    EXPECT_EQ(IECalcJpegScale(1000, 800, 0, 96), 1);
+    EXPECT_EQ(IECalcJpegScale(1000, 800, 120, -1), 1);
+    EXPECT_EQ(IECalcJpegScale(1000, 800, 2000, 1600), 1);
+    EXPECT_EQ(IECalcJpegScale(1000, 800, 500, 400), 2);
+    EXPECT_EQ(IECalcJpegScale(1000, 800, 501, 400), 2); // fitted to 500 x 400
+    EXPECT_EQ(IECalcJpegScale(1000, 800, 501, 401), 1);
+    // A target of another shape is fitted first: 120 x 1000 becomes 120 x 96.
+    EXPECT_EQ(IECalcJpegScale(1000, 800, 120, 1000), 8);
+    // Tiny fitted targets stay at least 1 by 1.
+    EXPECT_EQ(IECalcJpegScale(1000, 10, 1, 1), 8);
+}
+
+TEST(JpegScale, FixedAndAutomaticScalesOnDecoding) {
+    const std::vector<uint8_t> file = OrangeJpeg(64, 48);
+    for (auto [scale, divisor] : {std::pair(ioJPEG_FULLSIZE, 1), std::pair(ioJPEG_HALF, 2),
+                                  std::pair(ioJPEG_QUARTER, 4), std::pair(ioJPEG_EIGHTH, 8)}) {
+        TIEBitmap bitmap;
+        TIOParams params;
+        params.JPEG_Scale = scale;
+        ASSERT_TRUE(DecodeJpeg(file, bitmap, params));
+        EXPECT_EQ(bitmap.Width(), 64 / divisor);
+        EXPECT_EQ(bitmap.Height(), 48 / divisor);
+        EXPECT_EQ(params.JPEG_ScaleUsed, divisor);
+        EXPECT_EQ(params.OriginalWidth, 64);
+        EXPECT_EQ(params.OriginalHeight, 48);
+    }
+    TIEBitmap bitmap;
+    TIOParams params;
+    params.JPEG_Scale = ioJPEG_AUTOCALC;
+    ASSERT_TRUE(DecodeJpeg(file, bitmap, params));
+    EXPECT_EQ(bitmap.Width(), 64) << "no target means full size";
+    params.LoadToWidth = 16;
+    params.LoadToHeight = 12;
+    ASSERT_TRUE(DecodeJpeg(file, bitmap, params));
+    EXPECT_EQ(params.JPEG_ScaleUsed, 4);
+    EXPECT_EQ(bitmap.Width(), 16);
+}
+
+TEST(JpegReader, JunkBeforeTheStartOfImage) {
+    const std::vector<uint8_t> file = OrangeJpeg();
+    for (size_t junk : {size_t(0), size_t(100), size_t(149), size_t(150)}) {
+        std::vector<uint8_t> data(junk, 0x55);
+        data.insert(data.end(), file.begin(), file.end());
+        TIEBitmap bitmap;
+        bitmap.Allocate(3, 2, ie8g);
+        TIOParams params;
+        const bool loaded = DecodeJpeg(data, bitmap, params);
+        EXPECT_EQ(loaded, junk < 150) << junk;
+        if (loaded) {
+            EXPECT_EQ(bitmap.Width(), 32);
+        } else {
+            // The bitmap isn't touched when there's no SOI.
+            EXPECT_EQ(bitmap.Width(), 3);
+            EXPECT_EQ(bitmap.PixelFormat(), ie8g);
+        }
+    }
+}
+
+TEST(JpegReader, ColourComesBackInTRGBOrder) {
+    TIEBitmap bitmap;
+    TIOParams params;
+    ASSERT_TRUE(DecodeJpeg(OrangeJpeg(), bitmap, params));
+    EXPECT_EQ(bitmap.PixelFormat(), ie24RGB);
+    EXPECT_TRUE(AllPixelsNear(bitmap, kOrange, 2));
+    EXPECT_EQ(params.JPEG_ColorSpace, ioJPEG_YCbCr);
+    EXPECT_EQ(params.SamplesPerPixel, 3);
+    EXPECT_EQ(params.BitsPerSample, 8);
+    EXPECT_EQ(params.ImageCount, 1);
+    EXPECT_EQ(params.JPEG_Quality, 80) << "a load never reads a quality";
+}
+
+TEST(JpegReader, TruncatedFileLoadsWithTheRestGrey) {
+    // Busy pixels, so that the scan data and not the tables make up the file.
+    TIEBitmap bitmap;
+    bitmap.Allocate(64, 64, ie24RGB);
+    uint32_t seed = 7;
+    for (int32_t y = 0; y < 64; ++y)
+        for (int32_t x = 0; x < 64; ++x) {
+            seed = seed * 1664525u + 1013904223u;
+            bitmap.SetPixels_ie24RGB(x, y,
+                                     TRGB{uint8_t(seed >> 24), uint8_t(seed >> 16), uint8_t(seed >> 8)});
+        }
+    TIOParams params;
+    params.JPEG_Quality = 100;
+    params.JPEG_CromaSubsampling = ioJPEG_NONE;
+    std::vector<uint8_t> file = EncodeJpeg(bitmap, params);
+    file.resize(file.size() / 2);
+    TIEBitmap loaded;
+    TIOParams read;
+    ASSERT_TRUE(DecodeJpeg(file, loaded, read));
+    EXPECT_EQ(loaded.Height(), 64);
+    EXPECT_GT(read.JPEG_WarningTot, 0);
+    EXPECT_NE(read.JPEG_WarningCode, 0);
+    EXPECT_LE(ColourDistance(loaded.GetPixels_ie24RGB(0, 0), bitmap.GetPixels_ie24RGB(0, 0)), 8);
+    for (int32_t x = 0; x < 64; ++x)
+        EXPECT_LE(ColourDistance(loaded.GetPixels_ie24RGB(x, 63), TRGB{128, 128, 128}), 1);
+}
+
+TEST(JpegReader, BrokenHeadersFailWithoutTouchingMuch) {
+    const std::vector<uint8_t> file = OrangeJpeg();
+    for (size_t length : {size_t(0), size_t(3), size_t(20), size_t(150)}) {
+        std::vector<uint8_t> cut(file.begin(), file.begin() + long(std::min(length, file.size())));
+        TIEBitmap bitmap;
+        TIOParams params;
+        EXPECT_FALSE(DecodeJpeg(cut, bitmap, params)) << length;
+        EXPECT_TRUE(bitmap.IsEmpty());
+    }
+}
+
+TEST(JpegReader, PicturesAboveThePixelLimitAreRefusedBeforeDecoding) {
+    const std::vector<uint8_t> file = OrangeJpeg(64, 64);
+    const TIEJpegLimits saved = IEJpegLimits();
+    IESetJpegLimits({64 * 64 - 1, saved.MaxLibraryMemory});
+    TIEBitmap bitmap;
+    TIOParams params;
+    EXPECT_FALSE(DecodeJpeg(file, bitmap, params));
+    EXPECT_TRUE(bitmap.IsEmpty());
+    // Half size fits the same limit.
+    params.JPEG_Scale = ioJPEG_HALF;
+    EXPECT_TRUE(DecodeJpeg(file, bitmap, params));
+    IESetJpegLimits(saved);
+}
+
+TEST(JpegReader, PreviewReadsTheHeaderOnly) {
+    std::vector<uint8_t> file = OrangeJpeg(40, 30);
+    TIEBitmap bitmap;
+    TIOParams params;
+    params.JPEG_EnableAdjustOrientation = true;
+    TIEMemoryStream stream(file);
+    bool aborting = false;
+    TProgressRec progress;
+    progress.Aborting = &aborting;
+    ReadJpegStream(stream, nullptr, bitmap, params, progress, true, false, true, false, true, true, -1, false,
+                   nullptr, false);
+    EXPECT_FALSE(aborting);
+    EXPECT_TRUE(bitmap.IsEmpty());
+    EXPECT_EQ(params.Width, 40);
+    EXPECT_EQ(params.Height, 30);
+}
+
+TEST(JpegReader, ProgressIsReportedOncePerChangeAndCanStopTheDecode) {
+    const std::vector<uint8_t> file = OrangeJpeg(16, 200);
+    TIEBitmap bitmap;
+    TIOParams params;
+    TIEMemoryStream stream(file);
+    bool aborting = false;
+    std::vector<int> seen;
+    TProgressRec progress;
+    progress.Aborting = &aborting;
+    progress.OnProgress = [&](void*, int per) {
+        seen.push_back(per);
+        if (per >= 50) aborting = true;
+    };
+    const int32_t rows = ReadJpegStream(stream, nullptr, bitmap, params, progress, false, false, true, false,
+                                        true, true, -1, false, nullptr, false);
+    EXPECT_TRUE(aborting);
+    EXPECT_EQ(rows, 100);
+    ASSERT_FALSE(seen.empty());
+    for (size_t i = 1; i < seen.size(); ++i)
+        EXPECT_GT(seen[i], seen[i - 1]);
+    // Rows read before the stop stay in the bitmap.
+    EXPECT_LE(ColourDistance(bitmap.GetPixels_ie24RGB(0, 99), kOrange), 2);
+}
+
+TEST(JpegColourSpaces, EachWriterSpaceComesBackAsItself) {
+    struct TCase {
+        TIOJPEGColorspace Space;
+        int32_t Samples;
+        TRGB Expected;
+    };
+    // Grey gets blue, green, red in the codec's red, green, blue places: for a red
+    // pixel Y = (7471 * 255 + 32768) >> 16 = 29 instead of 76.
+    // CMYK of r200 g100 b50: K 200, C 255, M 127, Y 63; read back r200 g99 b49.
+    const TCase cases[] = {
+        {ioJPEG_RGB, 3, kOrange},
+        {ioJPEG_YCbCr, 3, kOrange},
+        {ioJPEG_CMYK, 4, TRGB{49, 99, 200}},
+        {ioJPEG_YCbCrK, 4, TRGB{49, 99, 200}},
+    };
+    for (const TCase& test : cases) {
+        TIEBitmap bitmap;
+        FillRGB(bitmap, 16, 16, kOrange);
+        TIOParams params;
+        params.JPEG_Quality = 100;
+        params.JPEG_ColorSpace = test.Space;
+        const std::vector<uint8_t> file = EncodeJpeg(bitmap, params);
+        ASSERT_FALSE(file.empty());
+        TIEBitmap loaded;
+        TIOParams read;
+        ASSERT_TRUE(DecodeJpeg(file, loaded, read)) << test.Space;
+        EXPECT_EQ(read.JPEG_ColorSpace, test.Space);
+        EXPECT_EQ(read.SamplesPerPixel, test.Samples);
+        EXPECT_TRUE(AllPixelsNear(loaded, test.Expected, 2)) << test.Space;
+    }
+
+    TIEBitmap red;
+    FillRGB(red, 16, 16, TRGB{0, 0, 255});
+    TIOParams params;
+    params.JPEG_Quality = 100;
+    params.JPEG_ColorSpace = ioJPEG_GRAYLEV;
+    TIEBitmap loaded;
+    TIOParams read;
+    ASSERT_TRUE(DecodeJpeg(EncodeJpeg(red, params), loaded, read, true));
+    EXPECT_EQ(read.JPEG_ColorSpace, ioJPEG_GRAYLEV);
+    EXPECT_EQ(loaded.PixelFormat(), ie8g);
+    EXPECT_NEAR(loaded.GetPixels_ie8(5, 5), 29, 1);
+}
+
+TEST(JpegColourSpaces, CMYKNativeAndInvertedSamples) {
+    // White: K 255 and C, M, Y 255 (no ink), which the reader turns into white again.
+    TIEBitmap bitmap;
+    FillRGB(bitmap, 16, 16, TRGB{255, 255, 255});
+    TIOParams params;
+    params.JPEG_Quality = 100;
+    params.JPEG_ColorSpace = ioJPEG_CMYK;
+    const std::vector<uint8_t> file = EncodeJpeg(bitmap, params);
+    TIEBitmap loaded;
+    TIOParams read;
+    ASSERT_TRUE(DecodeJpeg(file, loaded, read));
+    EXPECT_TRUE(AllPixelsNear(loaded, TRGB{255, 255, 255}, 1));
+    ASSERT_TRUE(DecodeJpeg(file, loaded, read, true));
+    ASSERT_EQ(loaded.PixelFormat(), ieCMYK);
+    const TCMYK ink = loaded.GetPixels_ieCMYK(3, 3);
+    EXPECT_GE(std::min({ink.c, ink.m, ink.y, ink.k}), 254);
+
+    // Inverting CMYK leaves the last pixel's last three samples as stored.
+    TIEMemoryStream stream(file);
+    bool aborting = false;
+    TProgressRec progress;
+    progress.Aborting = &aborting;
+    ReadJpegStream(stream, nullptr, loaded, read, progress, false, false, true, true, true, true, -1, false,
+                   nullptr, false);
+    ASSERT_FALSE(aborting);
+    EXPECT_LE(ColourDistance(loaded.GetPixels_ie24RGB(0, 0), TRGB{0, 0, 0}), 1);
+    // Last pixel: C inverted to 0, M, Y and K left at 255: r 0, g 255, b 255.
+    EXPECT_LE(ColourDistance(loaded.GetPixels_ie24RGB(15, 0), TRGB{255, 255, 0}), 1);
+}
+
+TEST(JpegColourSpaces, GreyFilesLoadAsRGBOrNativeGreyAndSaveAsGrey) {
+    const std::vector<uint8_t> file = ReadFile(CorpusFile("jpeg-decoder/reftest/mozilla/jpg-gray.jpg"));
+    ASSERT_FALSE(file.empty());
+    TIEBitmap rgb, grey;
+    TIOParams params, nativeParams;
+    ASSERT_TRUE(DecodeJpeg(file, rgb, params));
+    ASSERT_TRUE(DecodeJpeg(file, grey, nativeParams, true));
+    EXPECT_EQ(rgb.PixelFormat(), ie24RGB);
+    EXPECT_EQ(grey.PixelFormat(), ie8g);
+    EXPECT_EQ(params.JPEG_ColorSpace, ioJPEG_GRAYLEV);
+    EXPECT_EQ(params.SamplesPerPixel, 1);
+    for (int32_t y = 0; y < rgb.Height(); y += 7)
+        for (int32_t x = 0; x < rgb.Width(); x += 5) {
+            const TRGB p = rgb.GetPixels_ie24RGB(x, y);
+            ASSERT_EQ(p.r, p.g);
+            ASSERT_EQ(p.g, p.b);
+            ASSERT_EQ(p.r, grey.GetPixels_ie8(x, y));
+        }
+    const std::vector<uint8_t> saved = EncodeJpeg(rgb, params);
+    TIEBitmap again;
+    TIOParams reread;
+    ASSERT_TRUE(DecodeJpeg(saved, again, reread));
+    EXPECT_EQ(reread.JPEG_ColorSpace, ioJPEG_GRAYLEV);
+}
+
+TEST(JpegMarkers, KeptInFileOrderWithoutTheFirstAPP0AndNotDoubled) {
+    TIEBitmap bitmap;
+    FillRGB(bitmap, 16, 16, kOrange);
+    TIOParams params;
+    const std::string jfxx("JFXX\0\x10", 6), comment("made by hand"), other("OtherApp1");
+    params.JPEG_MarkerList.AddMarker(0xFE, comment.data(), uint16_t(comment.size()));
+    params.JPEG_MarkerList.AddMarker(0xE1, other.data(), uint16_t(other.size()));
+    params.JPEG_MarkerList.AddMarker(0xE0, jfxx.data(), uint16_t(jfxx.size()));
+    const std::vector<uint8_t> file = EncodeJpeg(bitmap, params);
+    // Sorted by code, after the library's JFIF header, before the frame.
+    const std::vector<TJpegSegment> written = JpegSegments(file);
+    std::vector<uint8_t> order;
+    for (const TJpegSegment& segment : written)
+        if (segment.Marker >= 0xE0 && segment.Marker != 0xDB && segment.Marker != 0xC4)
+            order.push_back(segment.Marker);
+    EXPECT_EQ(order, (std::vector<uint8_t>{0xE0, 0xE0, 0xE1, 0xFE}));
+    EXPECT_EQ(std::string(written[0].Payload.begin(), written[0].Payload.begin() + 5),
+              std::string("JFIF\0", 5));
+
+    TIEBitmap loaded;
+    TIOParams read;
+    ASSERT_TRUE(DecodeJpeg(file, loaded, read));
+    const TIEMarkerList& markers = read.JPEG_MarkerList;
+    ASSERT_EQ(markers.Count(), 3);
+    EXPECT_EQ(markers.GetMarkerType(0), 0xE0);
+    EXPECT_EQ(std::string(markers.GetMarkerData(0).begin(), markers.GetMarkerData(0).end()), jfxx);
+    EXPECT_EQ(markers.GetMarkerType(1), 0xE1);
+    EXPECT_EQ(markers.GetMarkerType(2), 0xFE);
+
+    // Load and save again: one JFIF header, each kept marker once.
+    const std::vector<TJpegSegment> again = JpegSegments(EncodeJpeg(loaded, read));
+    EXPECT_EQ(CountSegments(again, 0xE0), 2);
+    EXPECT_EQ(CountSegments(again, 0xE1), 1);
+    EXPECT_EQ(CountSegments(again, 0xFE), 1);
+}
+
+TEST(JpegMarkers, TheAdobeMarkerIsLeftToTheLibrary) {
+    TIEBitmap bitmap;
+    FillRGB(bitmap, 16, 16, kOrange);
+    TIOParams params;
+    params.JPEG_ColorSpace = ioJPEG_CMYK;
+    const std::vector<uint8_t> file = EncodeJpeg(bitmap, params);
+    EXPECT_EQ(CountSegments(JpegSegments(file), 0xEE), 1);
+    TIEBitmap loaded;
+    TIOParams read;
+    ASSERT_TRUE(DecodeJpeg(file, loaded, read));
+    EXPECT_EQ(read.JPEG_MarkerList.IndexOf(0xEE), 0) << "the file's APP14 is listed";
+    EXPECT_EQ(CountSegments(JpegSegments(EncodeJpeg(loaded, read)), 0xEE), 1);
+}
+
+TEST(JpegDensity, JFIFWinsAndEXIFFillsInForOneByOne) {
+    struct TCase {
+        int32_t JfifDpi;
+        std::vector<uint8_t> Exif;
+        int32_t Expected;
+    };
+    const TCase cases[] = {
+        {300, ExifBlock(1, 72, 2), 300}, // a real JFIF density wins
+        {1, ExifBlock(1, 72, 2), 72},    // 1 by 1 says nothing
+        {1, ExifBlock(1, 100, 3), 254},  // dots per centimetre
+        {1, ExifBlock(1), 300},          // EXIF without resolution: the default
+        {1, {}, 0},                      // neither: 0, which the writer turns into 300
+        {96, {}, 96},
+    };
+    for (const TCase& test : cases) {
+        TIEBitmap bitmap;
+        FillRGB(bitmap, 8, 8, kOrange);
+        TIOParams params;
+        params.DpiX = params.DpiY = test.JfifDpi;
+        if (!test.Exif.empty())
+            params.JPEG_MarkerList.AddMarker(0xE1, test.Exif.data(), uint16_t(test.Exif.size()));
+        TIEBitmap loaded;
+        TIOParams read;
+        ASSERT_TRUE(DecodeJpeg(EncodeJpeg(bitmap, params), loaded, read));
+        EXPECT_EQ(read.DpiX, test.Expected) << test.JfifDpi << " " << test.Exif.size();
+        EXPECT_EQ(read.DpiY, test.Expected);
+    }
+}
+
+TEST(JpegDensity, DotsPerCentimetreAndTheWritersDefault) {
+    TIEBitmap bitmap;
+    FillRGB(bitmap, 8, 8, kOrange);
+    TIOParams params;
+    params.DpiX = 0;
+    params.DpiY = 72;
+    std::vector<uint8_t> file = EncodeJpeg(bitmap, params);
+    // JFIF: units at byte 13, X density at 14, Y density at 16.
+    ASSERT_EQ(file[13], 1);
+    EXPECT_EQ(file[14] << 8 | file[15], 300);
+    EXPECT_EQ(file[16] << 8 | file[17], 72);
+    file[13] = 2;
+    file[14] = 0, file[15] = 100;
+    file[16] = 0, file[17] = 50;
+    TIEBitmap loaded;
+    TIOParams read;
+    ASSERT_TRUE(DecodeJpeg(file, loaded, read));
+    EXPECT_EQ(read.DpiX, 254);
+    EXPECT_EQ(read.DpiY, 127);
+}
+
+TEST(JpegOrientation, EXIFOrientationTurnsThePictureAndIsReset) {
+    TIEBitmap bitmap;
+    FillRGB(bitmap, 40, 32, kOrange);
+    TIOParams params;
+    const std::vector<uint8_t> exif = ExifBlock(6);
+    params.JPEG_MarkerList.AddMarker(0xE1, exif.data(), uint16_t(exif.size()));
+    const std::vector<uint8_t> file = EncodeJpeg(bitmap, params);
+
+    TIEBitmap loaded;
+    TIOParams plain;
+    ASSERT_TRUE(DecodeJpeg(file, loaded, plain));
+    EXPECT_EQ(loaded.Width(), 40) << "orientation is off by default";
+    EXPECT_EQ(plain.EXIF_Orientation, 6);
+
+    TIOParams turned;
+    turned.JPEG_EnableAdjustOrientation = true;
+    ASSERT_TRUE(DecodeJpeg(file, loaded, turned));
+    EXPECT_EQ(loaded.Width(), 32);
+    EXPECT_EQ(loaded.Height(), 40);
+    EXPECT_EQ(turned.EXIF_Orientation, 1);
+    EXPECT_EQ(turned.TIFF_Orientation, 1);
+
+    // The saved file records an upright picture.
+    IEUpdateJpegMarkers(turned);
+    TIEBitmap again;
+    TIOParams reread;
+    ASSERT_TRUE(DecodeJpeg(EncodeJpeg(loaded, turned), again, reread));
+    EXPECT_EQ(reread.EXIF_Orientation, 1);
+    EXPECT_EQ(again.Width(), 32);
+}
+
+TEST(JpegWriter, AlphaIsBlendedOnWhiteInTheFileOnly) {
+    TIEBitmap bitmap;
+    FillRGB(bitmap, 16, 16, TRGB{0, 0, 0});
+    bitmap.AlphaChannel()->Fill(0);
+    TIOParams params;
+    params.JPEG_Quality = 100;
+    TIEBitmap loaded;
+    TIOParams read;
+    ASSERT_TRUE(DecodeJpeg(EncodeJpeg(bitmap, params), loaded, read));
+    EXPECT_TRUE(AllPixelsNear(loaded, TRGB{255, 255, 255}, 1));
+    ASSERT_TRUE(bitmap.HasAlphaChannel());
+    EXPECT_EQ(bitmap.GetAlpha(3, 3), 0);
+    EXPECT_EQ(ColourDistance(bitmap.GetPixels_ie24RGB(3, 3), TRGB{0, 0, 0}), 0);
+}
+
+TEST(JpegWriter, QualityProgressionHuffmanAndSubsampling) {
+    TIEBitmap bitmap;
+    bitmap.Allocate(96, 64, ie24RGB);
+    for (int32_t y = 0; y < 64; ++y)
+        for (int32_t x = 0; x < 96; ++x)
+            bitmap.SetPixels_ie24RGB(x, y, TRGB{uint8_t(x * 2), uint8_t((x * y) & 255), uint8_t(y * 4)});
+    TIOParams params;
+    params.JPEG_Quality = 20;
+    const size_t low = EncodeJpeg(bitmap, params).size();
+    params.JPEG_Quality = 95;
+    const std::vector<uint8_t> high = EncodeJpeg(bitmap, params);
+    EXPECT_LT(low, high.size());
+    params.JPEG_OptimalHuffman = true;
+    EXPECT_LT(EncodeJpeg(bitmap, params).size(), high.size());
+
+    params.JPEG_Progressive = true;
+    const std::vector<uint8_t> progressive = EncodeJpeg(bitmap, params);
+    EXPECT_EQ(CountSegments(JpegSegments(progressive), 0xC2), 1);
+    TIEBitmap loaded;
+    TIOParams read;
+    ASSERT_TRUE(DecodeJpeg(progressive, loaded, read));
+    EXPECT_TRUE(read.JPEG_Progressive);
+
+    // The luma sampling byte of the frame header: 2x2, 2x1, 1x1.
+    params.JPEG_Progressive = false;
+    for (auto [chroma, factor] :
+         {std::pair(ioJPEG_HIGH, 0x22), std::pair(ioJPEG_MEDIUM, 0x21), std::pair(ioJPEG_NONE, 0x11)}) {
+        params.JPEG_CromaSubsampling = chroma;
+        for (const TJpegSegment& segment : JpegSegments(EncodeJpeg(bitmap, params)))
+            if (segment.Marker == 0xC0) {
+                EXPECT_EQ(segment.Payload[7], factor);
+                EXPECT_EQ(segment.Payload[10], 0x11);
+            }
+    }
+}
+
+TEST(JpegWriter, AnEmptyBitmapWritesNothing) {
+    TIEBitmap bitmap;
+    TIOParams params;
+    TIEMemoryStream stream;
+    bool aborting = false;
+    TProgressRec progress;
+    progress.Aborting = &aborting;
+    WriteJpegStream(stream, bitmap, params, progress);
+    EXPECT_TRUE(aborting);
+    EXPECT_EQ(stream.Size(), 0);
+}
+
+TEST(JpegCorpus, DecodeIsCloseToTheOriginalPicture) {
+    // testorig.ppm is the picture testorig.jpg was made from.
+    const std::vector<uint8_t> ppm = ReadFile(CorpusFile("libjpeg-turbo/testorig.ppm"));
+    ASSERT_GT(ppm.size(), size_t(227) * 149 * 3);
+    TIEBitmap bitmap;
+    TIOParams params;
+    ASSERT_TRUE(DecodeJpeg(ReadFile(CorpusFile("libjpeg-turbo/testorig.jpg")), bitmap, params));
+    ASSERT_EQ(bitmap.Width(), 227);
+    ASSERT_EQ(bitmap.Height(), 149);
+    const size_t pixels = ppm.size() - size_t(227) * 149 * 3;
+    int64_t total = 0;
+    for (int32_t y = 0; y < 149; ++y)
+        for (int32_t x = 0; x < 227; ++x) {
+            const uint8_t* p = ppm.data() + pixels + (size_t(y) * 227 + size_t(x)) * 3;
+            total += ColourDistance(bitmap.GetPixels_ie24RGB(x, y), TRGB{p[2], p[1], p[0]});
+        }
+    // Red and blue swapped would give a mean far above this.
+    EXPECT_LT(double(total) / (227 * 149), 8.0);
+}
+
+TEST(JpegCorpus, VariantsLoadWithTheirSpaces) {
+    struct TCase {
+        const char* File;
+        int32_t Width, Height;
+        TIOJPEGColorspace Space;
+        bool Progressive;
+    };
+    const TCase cases[] = {
+        {"jpeg-decoder/reftest/mozilla/jpg-progressive.jpg", 32, 32, ioJPEG_YCbCr, true},
+        {"jpeg-decoder/reftest/mozilla/jpg-cmyk-1.jpg", 32, 32, ioJPEG_CMYK, false},
+        {"jpeg-decoder/reftest/ycck.jpg", 500, 333, ioJPEG_YCbCrK, false},
+        {"jpeg-decoder/reftest/rgb.jpg", 500, 333, ioJPEG_RGB, false},
+        {"libjpeg-turbo/testimgari.jpg", 227, 149, ioJPEG_YCbCr, false},
+        {"jpeg-decoder/reftest/mozilla/jpg-size-1x1.jpg", 1, 1, ioJPEG_YCbCr, false},
+    };
+    for (const TCase& test : cases) {
+        TIEBitmap bitmap;
+        TIOParams params;
+        ASSERT_TRUE(DecodeJpeg(ReadFile(CorpusFile(test.File)), bitmap, params)) << test.File;
+        EXPECT_EQ(bitmap.Width(), test.Width) << test.File;
+        EXPECT_EQ(bitmap.Height(), test.Height) << test.File;
+        EXPECT_EQ(params.JPEG_ColorSpace, test.Space) << test.File;
+        EXPECT_EQ(params.JPEG_Progressive, test.Progressive) << test.File;
+    }
+    // 12-bit samples are not in this build of the library: a clean failure.
+    TIEBitmap bitmap;
+    TIOParams params;
+    EXPECT_FALSE(DecodeJpeg(ReadFile(CorpusFile("libjpeg-turbo/monkey12.jpg")), bitmap, params));
+}
+
+TEST(JpegCorpus, BadFilesNeverCrash) {
+    int files = 0;
+    for (const char* folder :
+         {"jpeg-decoder/crashtest-bad", "exif-samples/jpg/invalid-bad", "pillow/jpeg-bad"}) {
+        const std::filesystem::path path = CorpusFile(folder);
+        if (!std::filesystem::is_directory(path)) continue;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(path)) {
+            if (!entry.is_regular_file()) continue;
+            TIEBitmap bitmap;
+            TIOParams params;
+            params.JPEG_EnableAdjustOrientation = true;
+            const bool loaded = DecodeJpeg(ReadFile(entry.path().string()), bitmap, params);
+            // Either outcome is fine; a picture that loads has the size it claims.
+            if (loaded) {
+                EXPECT_EQ(int64_t(bitmap.Width()) * bitmap.Height(), int64_t(params.Width) * params.Height);
+            }
+            ++files;
+        }
+    }
+    EXPECT_GT(files, 40);
+}
+
+TEST(JpegCorpus, OrientationSamplesComeOutUpright) {
+    for (const char* shape : {"landscape", "portrait"}) {
+        const std::string folder = std::string("exif-samples/jpg/orientation/") + shape + "_";
+        TIEBitmap upright;
+        TIOParams uprightParams;
+        ASSERT_TRUE(DecodeJpeg(ReadFile(CorpusFile(folder + "1.jpg")), upright, uprightParams));
+        for (int orientation = 2; orientation <= 8; ++orientation) {
+            TIEBitmap bitmap;
+            TIOParams params;
+            params.JPEG_EnableAdjustOrientation = true;
+            ASSERT_TRUE(DecodeJpeg(ReadFile(CorpusFile(folder + std::to_string(orientation) + ".jpg")),
+                                   bitmap, params));
+            ASSERT_EQ(bitmap.Width(), upright.Width()) << shape << orientation;
+            ASSERT_EQ(bitmap.Height(), upright.Height()) << shape << orientation;
+            EXPECT_EQ(params.EXIF_Orientation, 1);
+            // Each sample was encoded on its own, so compare the mean difference.
+            int64_t total = 0;
+            for (int32_t y = 0; y < bitmap.Height(); y += 3)
+                for (int32_t x = 0; x < bitmap.Width(); x += 3)
+                    total += ColourDistance(bitmap.GetPixels_ie24RGB(x, y), upright.GetPixels_ie24RGB(x, y));
+            const double mean = double(total) / ((bitmap.Height() + 2) / 3) / ((bitmap.Width() + 2) / 3);
+            EXPECT_LT(mean, 30.0) << shape << " " << orientation;
+        }
+    }
+}

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "image/bitmap.h"
+#include "io/codecs/jpeg.h"
+#include "io/ioparams.h"
+#include "io/stream.h"
+
+// Encodes Bitmap with the writer; empty if the writer failed.
+inline std::vector<uint8_t> EncodeJpeg(TIEBitmap& Bitmap, TIOParams& Params) {
+    TIEMemoryStream stream;
+    bool aborting = false;
+    TProgressRec progress;
+    progress.Aborting = &aborting;
+    WriteJpegStream(stream, Bitmap, Params, progress);
+    return aborting ? std::vector<uint8_t>() : stream.Data();
+}
+
+// The plain load; false when the reader failed.
+inline bool DecodeJpeg(const std::vector<uint8_t>& Data, TIEBitmap& Bitmap, TIOParams& Params,
+                       bool NativePixelFormat = false) {
+    TIEMemoryStream stream(Data);
+    bool aborting = false;
+    TProgressRec progress;
+    progress.Aborting = &aborting;
+    ReadJpegStream(stream, nullptr, Bitmap, Params, progress, false, false, true, false, true, true, -1,
+                   NativePixelFormat, nullptr, false);
+    return !aborting;
+}
+
+inline void FillRGB(TIEBitmap& Bitmap, int32_t Width, int32_t Height, TRGB Colour) {
+    Bitmap.Allocate(Width, Height, ie24RGB);
+    for (int32_t y = 0; y < Height; ++y)
+        for (int32_t x = 0; x < Width; ++x)
+            Bitmap.SetPixels_ie24RGB(x, y, Colour);
+}
+
+// Largest difference of any channel between a pixel and an expected colour.
+inline int ColourDistance(TRGB Pixel, TRGB Expected) {
+    return std::max(
+        {std::abs(Pixel.r - Expected.r), std::abs(Pixel.g - Expected.g), std::abs(Pixel.b - Expected.b)});
+}
+
+struct TJpegSegment {
+    uint8_t Marker;
+    std::vector<uint8_t> Payload;
+};
+
+// The segments of a JPEG file from the SOI up to and including the first SOS.
+inline std::vector<TJpegSegment> JpegSegments(const std::vector<uint8_t>& File) {
+    std::vector<TJpegSegment> segments;
+    size_t at = 2;
+    while (at + 4 <= File.size() && File[at] == 0xFF) {
+        const uint8_t marker = File[at + 1];
+        const size_t length = size_t(File[at + 2]) << 8 | File[at + 3];
+        if (length < 2 || at + 2 + length > File.size()) break;
+        segments.push_back({marker, std::vector<uint8_t>(File.begin() + long(at + 4),
+                                                         File.begin() + long(at + 2 + length))});
+        if (marker == 0xDA) break;
+        at += 2 + length;
+    }
+    return segments;
+}
+
+inline int CountSegments(const std::vector<TJpegSegment>& Segments, uint8_t Marker) {
+    int count = 0;
+    for (const TJpegSegment& segment : Segments)
+        count += segment.Marker == Marker;
+    return count;
+}
+
+// An EXIF APP1 payload, little-endian: IFD0 with the orientation and, when Unit isn't 0,
+// the resolution tags.
+inline std::vector<uint8_t> ExifBlock(int Orientation, uint32_t Resolution = 0, int Unit = 0) {
+    std::vector<uint8_t> b = {'E', 'x', 'i', 'f', 0, 0, 'I', 'I', 42, 0, 8, 0, 0, 0};
+    auto put16 = [&](uint32_t v) { b.insert(b.end(), {uint8_t(v), uint8_t(v >> 8)}); };
+    auto put32 = [&](uint32_t v) {
+        b.insert(b.end(), {uint8_t(v), uint8_t(v >> 8), uint8_t(v >> 16), uint8_t(v >> 24)});
+    };
+    const int count = Unit ? 4 : 1;
+    // IFD at 8; its data behind the entries and the next-IFD word.
+    const uint32_t data = 8 + 2 + uint32_t(count) * 12 + 4;
+    put16(uint32_t(count));
+    put16(274), put16(3), put32(1), put16(uint32_t(Orientation)), put16(0);
+    if (Unit) {
+        put16(282), put16(5), put32(1), put32(data);
+        put16(283), put16(5), put32(1), put32(data + 8);
+        put16(296), put16(3), put32(1), put16(uint32_t(Unit)), put16(0);
+    }
+    put32(0);
+    if (Unit) {
+        put32(Resolution), put32(1);
+        put32(Resolution), put32(1);
+    }
+    return b;
+}
+
+inline std::string CorpusFile(const std::string& Name) {
+    return std::string(PW_CORPUS_DIR) + "/" + Name;
+}
