@@ -3,7 +3,6 @@
 // quality 80), and the same in one step.
 #include <benchmark/benchmark.h>
 
-#include <cmath>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -12,6 +11,7 @@
 #include <unistd.h>
 
 #include "app/ahresize.h"
+#include "bench/benchphoto.h"
 #include "image/bitmap.h"
 #include "io/codecs/jpeg.h"
 
@@ -23,21 +23,7 @@ constexpr int32_t SourceHeight = 4000;
 const std::vector<uint8_t>& PhotoJpeg() {
     static const std::vector<uint8_t> jpeg = [] {
         TIEBitmap bitmap;
-        bitmap.SetLocation(ieMemory);
-        bitmap.Allocate(SourceWidth, SourceHeight, ie24RGB);
-        uint32_t seed = 1;
-        for (int32_t y = 0; y < SourceHeight; ++y) {
-            auto* row = static_cast<TRGB*>(bitmap.GetScanline(y));
-            for (int32_t x = 0; x < SourceWidth; ++x) {
-                seed = seed * 1664525u + 1013904223u;
-                const int32_t noise = int32_t(seed >> 28) - 8;
-                const double shade = 0.5 + 0.5 * std::sin(x * 0.0021) * std::cos(y * 0.0017);
-                const bool edge = ((x / 350) + (y / 270)) % 3 == 0;
-                const int32_t base = int32_t(shade * 200.0) + (edge ? 40 : 0);
-                row[x] = TRGB{IEByteClamp(base / 2 + noise), IEByteClamp(base + noise),
-                              IEByteClamp(base + 30 - x % 17)};
-            }
-        }
+        FillPhotoLike(bitmap, SourceWidth, SourceHeight);
         TIOParams params;
         params.JPEG_Quality = 90;
         TIEMemoryStream stream;

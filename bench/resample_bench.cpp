@@ -3,11 +3,11 @@
 // MP/s counts source megapixels per second.
 #include <benchmark/benchmark.h>
 
-#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 
+#include "bench/benchphoto.h"
 #include "image/bitmap.h"
 #include "proc/resample.h"
 
@@ -18,26 +18,11 @@ constexpr int32_t SourceHeight = 4000;
 constexpr int32_t TargetWidth = 1200;
 constexpr int32_t TargetHeight = 800;
 
-// Smooth shading, hard edges and sensor-like noise, so that no engine meets a
-// suspiciously uniform input.
+// The same photo-like picture for every filter.
 TIEBitmap& Photo() {
     static std::unique_ptr<TIEBitmap> photo = [] {
         auto bitmap = std::make_unique<TIEBitmap>();
-        bitmap->SetLocation(ieMemory);
-        bitmap->Allocate(SourceWidth, SourceHeight, ie24RGB);
-        uint32_t seed = 1;
-        for (int32_t y = 0; y < SourceHeight; ++y) {
-            auto* row = static_cast<TRGB*>(bitmap->GetScanline(y));
-            for (int32_t x = 0; x < SourceWidth; ++x) {
-                seed = seed * 1664525u + 1013904223u;
-                const int32_t noise = int32_t(seed >> 28) - 8;
-                const double shade = 0.5 + 0.5 * std::sin(x * 0.0021) * std::cos(y * 0.0017);
-                const bool edge = ((x / 350) + (y / 270)) % 3 == 0;
-                const int32_t base = int32_t(shade * 200.0) + (edge ? 40 : 0);
-                row[x] = TRGB{IEByteClamp(base / 2 + noise), IEByteClamp(base + noise),
-                              IEByteClamp(base + 30 - x % 17)};
-            }
-        }
+        FillPhotoLike(*bitmap, SourceWidth, SourceHeight);
         return bitmap;
     }();
     return *photo;

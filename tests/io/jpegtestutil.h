@@ -77,9 +77,14 @@ inline int CountSegments(const std::vector<TJpegSegment>& Segments, uint8_t Mark
 // the resolution tags.
 inline std::vector<uint8_t> ExifBlock(int Orientation, uint32_t Resolution = 0, int Unit = 0) {
     std::vector<uint8_t> b = {'E', 'x', 'i', 'f', 0, 0, 'I', 'I', 42, 0, 8, 0, 0, 0};
-    auto put16 = [&](uint32_t v) { b.insert(b.end(), {uint8_t(v), uint8_t(v >> 8)}); };
+    // Byte by byte: inserting an initializer list here trips a false -Warray-bounds in GCC 12.
+    auto put16 = [&](uint32_t v) {
+        b.push_back(uint8_t(v));
+        b.push_back(uint8_t(v >> 8));
+    };
     auto put32 = [&](uint32_t v) {
-        b.insert(b.end(), {uint8_t(v), uint8_t(v >> 8), uint8_t(v >> 16), uint8_t(v >> 24)});
+        put16(v & 0xFFFF);
+        put16(v >> 16);
     };
     const int count = Unit ? 4 : 1;
     // IFD at 8; its data behind the entries and the next-IFD word.
