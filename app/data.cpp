@@ -26,9 +26,10 @@ std::string FileExtension(const std::string& Name) {
     return point == std::string::npos ? std::string() : file.substr(point);
 }
 
+// A bare file name lies in the working folder: its results go to ./Resize, never to /Resize.
 std::string FolderOf(const std::string& Name) {
     auto slash = Name.rfind('/');
-    return slash == std::string::npos ? std::string() : Name.substr(0, slash);
+    return slash == std::string::npos ? std::string(".") : Name.substr(0, slash);
 }
 
 } // namespace

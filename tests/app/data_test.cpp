@@ -103,6 +103,13 @@ TEST(DataModule, DestinationIsASubFolderOfTheSourcesFolder) {
     EXPECT_EQ(dm.CreateDestinationDir(dir / "one/c.jpg", "Resize"), dir / "one/Resize");
     EXPECT_TRUE(messages.empty());
 
+    // A bare name lies in the working folder.
+    const std::filesystem::path working = std::filesystem::current_path();
+    std::filesystem::current_path(dir / "two");
+    EXPECT_EQ(dm.CreateDestinationDir("a.jpg", "Here"), "./Here");
+    std::filesystem::current_path(working);
+    EXPECT_TRUE(std::filesystem::is_directory(dir / "two/Here"));
+
     // One level only: a missing parent is a failure with its message.
     EXPECT_EQ(dm.CreateDestinationDir(dir / "one/a.jpg", "x/y"), "");
     ASSERT_EQ(messages.size(), 1u);
