@@ -1,5 +1,9 @@
 #include "app/ahresize.h"
 
+#include <filesystem>
+#include <system_error>
+
+#include "app/appfolder.h"
 #include "app/product.h"
 
 TImager::TImager() {
@@ -182,6 +186,23 @@ void TResize::SizeLoop() {
     }
 }
 
+void TResize::WatermarkStep() {
+    const std::string path = ProgramFolder() + "/Watermark.png";
+    std::error_code error;
+    if (!std::filesystem::exists(path, error)) return;
+    aImager->LayersAdd(ielkImage, -1, -1, 0, 0);
+    aImager->IO().LoadFromFilePNG(path);
+    // Bottom right, no margin, at the watermark's own size: one larger than the picture
+    // gets a negative position, and the merge grows the picture to hold it.
+    TIELayer& picture = aImager->GetLayer(0);
+    TIELayer& mark = aImager->GetLayer(1);
+    mark.SetPosX(picture.Width() - mark.Width());
+    mark.SetPosY(picture.Height() - mark.Height());
+    // A ceiling on the watermark's alpha (255 would be none), so it stays faint.
+    mark.SetTransparency(70);
+    aImager->LayersMerge(0, 1, true);
+}
+
 void TResize::SaveStage() {
     aResizeImage = fResizeProperty.Destination + "/" +
                    ResizeTargetName(fResizeProperty.Source, fResizeProperty.Prefix, fResizeProperty.Suffix);
@@ -191,6 +212,7 @@ void TResize::SaveStage() {
     if (fResizeProperty.AutoSize) SizeLoop();
     if (fResizeProperty.SoftShadow) aImager->Proc().AddSoftShadow(3.0, 3, 3, true, clBlack, 100, 128);
     params.EXIF_Software = std::string("pixelWright ") + ProductVersion + " by " + MakerHost;
+    if (fResizeProperty.WaterMark) WatermarkStep();
     if (fResizeProperty.BW) {
         aImager->Proc().WhiteBalance_GrayWorld();
         aImager->Proc().ConvertToGray();

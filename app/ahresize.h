@@ -89,6 +89,8 @@ class TResize {
     void ResampleFittedSide(TResampleFilter Filter);
     void SharpenStep();
     void SizeLoop();
+    // Merges "Watermark.png" from the program's folder into the bottom right corner.
+    void WatermarkStep();
 
     std::string aResizeImage;
     TRisizeProperty fResizeProperty;

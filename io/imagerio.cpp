@@ -5,11 +5,13 @@
 
 #include "image/bitmap.h"
 #include "io/codecs/jpeg.h"
+#include "io/codecs/png.h"
 #include "io/progress.h"
 #include "io/registry.h"
 
 namespace {
 constexpr TIOFileType ioJPEG = 3;
+constexpr TIOFileType ioPNG = 8;
 constexpr TIOFileType ioAVI = 15;
 constexpr int64_t kStreamHeaderSize = 12;
 constexpr char kJpegStreamMagic[] = "JFIF";
@@ -120,6 +122,8 @@ bool TImagerIO::LoadByFormat(const std::string& FileName, TIOFileType FileFormat
     switch (FileFormat) {
     case ioJPEG:
         return LoadFromFileJpeg(FileName);
+    case ioPNG:
+        return LoadFromFilePNG(FileName);
     default:
         // Formats whose reader isn't built yet fail as an unknown format does.
         return FailUnknownFormat();
@@ -130,6 +134,8 @@ bool TImagerIO::LoadStreamByFormat(TIEStream& Stream, TIOFileType FileFormat) {
     switch (FileFormat) {
     case ioJPEG:
         return LoadFromStreamJpeg(Stream);
+    case ioPNG:
+        return LoadFromStreamPNG(Stream);
     default:
         return FailUnknownFormat();
     }
@@ -209,5 +215,53 @@ void TImagerIO::WriteJpeg(TIEStream& Stream) {
         Stream.Write(header, sizeof header);
         Stream.SetPosition(end);
     }
+    DoFinishWork();
+}
+
+bool TImagerIO::LoadFromFilePNG(const std::string& FileName) {
+    CheckBitmapValid(false);
+    // Set before the file is opened, so that a failure there leaves it set.
+    fAborting = true;
+    TIEFileStream stream(FileName, TIEFileMode::Read);
+    return LoadPng(stream, FileName);
+}
+
+bool TImagerIO::LoadFromStreamPNG(TIEStream& Stream) {
+    CheckBitmapValid(false);
+    fAborting = true;
+    return LoadPng(Stream, std::string());
+}
+
+bool TImagerIO::LoadPng(TIEStream& Stream, const std::string& FileName) {
+    fParams.ResetInfo();
+    fParams.FileName = FileName;
+    fParams.FileType = ioPNG;
+    fIEBitmap->RemoveAlphaChannel(false);
+    fAborting = false;
+    TProgressRec progress = MakeProgress();
+    ReadPngStream(Stream, *fIEBitmap, fParams, progress, false);
+    if (OnUpdate) OnUpdate();
+    DoNotify(fAborting ? NotifyFailure : NotifySuccess);
+    return !fAborting;
+}
+
+void TImagerIO::SaveToFilePNG(const std::string& FileName) {
+    CheckBitmapValid(true);
+    TIEFileStream stream(FileName, TIEFileMode::Create);
+    WritePng(stream);
+    fParams.FileName = FileName;
+    fParams.FileType = ioPNG;
+}
+
+void TImagerIO::SaveToStreamPNG(TIEStream& Stream) {
+    CheckBitmapValid(true);
+    WritePng(Stream);
+}
+
+void TImagerIO::WritePng(TIEStream& Stream) {
+    fAborting = false;
+    if (IEGlobalSettings().AutoSetBitDepth()) fParams.UpdateBitDepth(fIEBitmap->PixelFormat());
+    TProgressRec progress = MakeProgress();
+    WritePngStream(Stream, *fIEBitmap, fParams, progress);
     DoFinishWork();
 }

@@ -21,6 +21,8 @@ class TImagerIO {
     virtual ~TImagerIO() = default;
 
     TIOParams& Params() { return fParams; }
+    // The holder points this at the bitmap of its current layer.
+    void SetBitmap(TIEBitmap* Bitmap) { fIEBitmap = Bitmap; }
     // True when the last operation failed or was stopped.
     bool Aborting() const { return fAborting; }
     void SetAborting(bool v) { fAborting = v; }
@@ -58,6 +60,12 @@ class TImagerIO {
     void SaveToFileJpeg(const std::string& FileName);
     void SaveToStreamJpeg(TIEStream& Stream);
 
+    // PNG: the picture with its alpha channel.
+    bool LoadFromFilePNG(const std::string& FileName);
+    bool LoadFromStreamPNG(TIEStream& Stream);
+    void SaveToFilePNG(const std::string& FileName);
+    void SaveToStreamPNG(TIEStream& Stream);
+
   protected:
     virtual void DoNotify(int32_t Code);
     virtual void DoFinishWork();
@@ -69,6 +77,8 @@ class TImagerIO {
     bool FailUnknownFormat();
     bool LoadJpeg(TIEStream& Stream, const std::string& FileName);
     void WriteJpeg(TIEStream& Stream);
+    bool LoadPng(TIEStream& Stream, const std::string& FileName);
+    void WritePng(TIEStream& Stream);
     TProgressRec MakeProgress();
 
     TIOParams fParams;

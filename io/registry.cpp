@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "io/codecs/jpeg.h"
+#include "io/codecs/png.h"
 #include "io/detect.h"
 
 namespace {
@@ -46,7 +47,7 @@ constexpr TBuiltInRow kBuiltInRows[] = {
     {21, "Raw Bitmap", "", false},
     {6, "Windows Icon", "ICO", false},
     {7, "Windows Cursor", "CUR", false},
-    {8, "Portable Network Graphics", "PNG", true},
+    {8, "Portable Network Graphics", "PNG", true, ReadPngStream, WritePngStream},
     {28, "DICOM Medical Image", "DICOM;DCM;DIC;V2", false},
     {9, "Windows Metafile", "WMF", false},
     {10, "Enhanced Metafile", "EMF", false},

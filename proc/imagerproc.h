@@ -16,6 +16,8 @@ enum TIEProcessingTask : int32_t { ietUnknown, ietResampling, ietProcessing };
 class TImagerProc {
   public:
     explicit TImagerProc(TIEBitmap* Bitmap) : fIEBitmap(Bitmap) {}
+    // The holder points this at the bitmap of its current layer.
+    void SetBitmap(TIEBitmap* Bitmap) { fIEBitmap = Bitmap; }
 
     bool AutoUndo() const { return fAutoUndo; }
     void SetAutoUndo(bool v) { fAutoUndo = v; }

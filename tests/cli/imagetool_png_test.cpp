@@ -29,7 +29,9 @@ std::string FirstLine(const std::string& Path) {
 TEST(ImageToolPng, ResampleWritesAPngWithAlphaForAPngName) {
     TTempDir dir;
     const std::string source = std::string(PW_CORPUS_DIR) + "/pngsuite/basn6a08.png";
-    ASSERT_EQ(RunTool({"resample", source, dir / "half.png", "--width", "16", "--height", "16", "--filter", "none"}), 0);
+    ASSERT_EQ(RunTool({"resample", source, dir / "half.png", "--width", "16", "--height", "16", "--filter",
+                       "none"}),
+              0);
     TIEBitmap bitmap;
     TImagerIO io(&bitmap, false);
     ASSERT_TRUE(io.LoadFromFileAuto(dir / "half.png"));
@@ -41,13 +43,18 @@ TEST(ImageToolPng, ResampleWritesAPngWithAlphaForAPngName) {
     EXPECT_EQ(bitmap.GetAlpha(0, 0), 0);
 
     // Any other name: PNM, as before; the extension's case doesn't matter.
-    ASSERT_EQ(RunTool({"resample", source, dir / "half.pnm", "--width", "16", "--height", "16", "--filter", "none"}), 0);
+    ASSERT_EQ(RunTool({"resample", source, dir / "half.pnm", "--width", "16", "--height", "16", "--filter",
+                       "none"}),
+              0);
     EXPECT_EQ(FirstLine(dir / "half.pnm"), "P6");
-    ASSERT_EQ(RunTool({"resample", source, dir / "HALF.PNG", "--width", "8", "--height", "8", "--filter", "none"}), 0);
+    ASSERT_EQ(
+        RunTool({"resample", source, dir / "HALF.PNG", "--width", "8", "--height", "8", "--filter", "none"}),
+        0);
     ASSERT_TRUE(io.LoadFromFileAuto(dir / "HALF.PNG"));
     EXPECT_EQ(io.Params().FileType, 8);
 
     // A folder that doesn't exist can't be written.
-    EXPECT_EQ(RunTool({"resample", source, dir / "missing/out.png", "--width", "8", "--height", "8", "--filter", "none"}),
+    EXPECT_EQ(RunTool({"resample", source, dir / "missing/out.png", "--width", "8", "--height", "8",
+                       "--filter", "none"}),
               1);
 }

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <zlib.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "image/bitmap.h"
+#include "io/codecs/png.h"
+#include "io/ioparams.h"
+#include "io/stream.h"
+
+// Builds PNG files chunk by chunk, so that tests know every byte they decode: rows go
+// in unfiltered (filter byte 0), compressed by zlib.
+class TPngBuilder {
+  public:
+    TPngBuilder(uint32_t Width, uint32_t Height, int BitDepth, int ColorType, int Interlace = 0) {
+        fData = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A};
+        std::vector<uint8_t> ihdr;
+        Put32(ihdr, Width);
+        Put32(ihdr, Height);
+        ihdr.insert(ihdr.end(), {uint8_t(BitDepth), uint8_t(ColorType), 0, 0, uint8_t(Interlace)});
+        Chunk("IHDR", ihdr);
+    }
+
+    TPngBuilder& Chunk(const char* Type, const std::vector<uint8_t>& Payload) {
+        std::vector<uint8_t> typed(Type, Type + 4);
+        typed.insert(typed.end(), Payload.begin(), Payload.end());
+        Put32(fData, uint32_t(Payload.size()));
+        fData.insert(fData.end(), typed.begin(), typed.end());
+        Put32(fData, uint32_t(crc32(0, typed.data(), uInt(typed.size()))));
+        return *this;
+    }
+    TPngBuilder& Text(const char* Type, const std::string& Payload) {
+        return Chunk(Type, std::vector<uint8_t>(Payload.begin(), Payload.end()));
+    }
+    // Rows as they stand in the file, without their filter bytes.
+    TPngBuilder& Rows(const std::vector<std::vector<uint8_t>>& Rows) {
+        std::vector<uint8_t> raw;
+        for (const auto& row : Rows) {
+            raw.push_back(0);
+            raw.insert(raw.end(), row.begin(), row.end());
+        }
+        return Chunk("IDAT", Compress(raw));
+    }
+    std::vector<uint8_t> End() {
+        Chunk("IEND", {});
+        return fData;
+    }
+    // The file so far, without IEND: a truncated file.
+    const std::vector<uint8_t>& Data() const { return fData; }
+
+    static std::vector<uint8_t> Compress(const std::vector<uint8_t>& Raw) {
+        uLongf size = compressBound(uLong(Raw.size()));
+        std::vector<uint8_t> packed(size);
+        compress(packed.data(), &size, Raw.data(), uLong(Raw.size()));
+        packed.resize(size);
+        return packed;
+    }
+    static void Put32(std::vector<uint8_t>& Out, uint32_t Value) {
+        Out.insert(Out.end(),
+                   {uint8_t(Value >> 24), uint8_t(Value >> 16), uint8_t(Value >> 8), uint8_t(Value)});
+    }
+
+  private:
+    std::vector<uint8_t> fData;
+};
+
+struct TPngLoad {
+    bool Ok = false;
+    int32_t RowsReported = 0;
+    double Per1 = 0;
+};
+
+inline TPngLoad DecodePng(const std::vector<uint8_t>& Data, TIEBitmap& Bitmap, TIOParams& Params,
+                          bool Preview = false) {
+    TIEMemoryStream stream(Data);
+    bool aborting = false;
+    TProgressRec progress;
+    progress.Aborting = &aborting;
+    ReadPngStream(stream, Bitmap, Params, progress, Preview);
+    return {!aborting, progress.val, progress.per1};
+}
+
+inline std::vector<uint8_t> EncodePng(TIEBitmap& Bitmap, TIOParams& Params) {
+    TIEMemoryStream stream;
+    bool aborting = false;
+    TProgressRec progress;
+    progress.Aborting = &aborting;
+    WritePngStream(stream, Bitmap, Params, progress);
+    return aborting ? std::vector<uint8_t>() : stream.Data();
+}
+
+inline bool SameRGB(TRGB a, TRGB b) {
+    return a.r == b.r && a.g == b.g && a.b == b.b;
+}

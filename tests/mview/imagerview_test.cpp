@@ -1,0 +1,211 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "image/bitmap.h"
+#include "mview/imagerview.h"
+
+namespace {
+
+void FillView(TImagerView& View, int32_t Width, int32_t Height, TRGB Colour) {
+    TIEBitmap& bitmap = View.IEBitmap();
+    bitmap.Allocate(Width, Height, ie24RGB);
+    for (int32_t y = 0; y < Height; ++y)
+        for (int32_t x = 0; x < Width; ++x)
+            bitmap.SetPixels_ie24RGB(x, y, Colour);
+}
+
+TRGB Grey(uint8_t v) {
+    return TRGB{v, v, v};
+}
+
+std::string Pixel(TIEBitmap& Bitmap, int32_t x, int32_t y) {
+    const TRGB c = Bitmap.GetPixels_ie24RGB(x, y);
+    return std::to_string(c.r) + "," + std::to_string(c.g) + "," + std::to_string(c.b) + "/" +
+           std::to_string(Bitmap.GetAlpha(x, y));
+}
+
+template <typename F> std::string ErrorOf(F Call) {
+    try {
+        Call();
+    } catch (const EIEException& e) {
+        return e.what();
+    }
+    return "no exception";
+}
+
+// A view with a drawing area, for the cascade of new layers.
+class TSizedView : public TImagerView {
+  public:
+    int32_t ClientWidth() const override { return 400; }
+    int32_t ClientHeight() const override { return 300; }
+};
+
+} // namespace
+
+TEST(ImagerViewLayers, ANewViewHasItsBackgroundLayerCurrent) {
+    TImagerView view;
+    EXPECT_EQ(view.LayersCount(), 1);
+    EXPECT_EQ(view.LayersCurrent(), 0);
+    EXPECT_EQ(&view.IEBitmap(), view.GetLayer(0).GetBitmap());
+    EXPECT_EQ(ErrorOf([&] { view.GetLayer(1); }), "List index out of bounds (1)");
+}
+
+TEST(ImagerViewLayers, LayersAddCopiesTheSizeFillsWithTheBackgroundAndBecomesCurrent) {
+    TImagerView view;
+    FillView(view, 5, 4, Grey(9));
+    view.IEBitmap().AlphaChannel()->SetFull(false);
+    view.SetBackground(0x030201);
+    TIEBitmap* background = &view.IEBitmap();
+
+    EXPECT_EQ(view.LayersAdd(ielkImage, -1, -1, 0, 0), 1);
+    EXPECT_EQ(view.LayersCount(), 2);
+    EXPECT_EQ(view.LayersCurrent(), 1);
+    TIEBitmap& added = view.IEBitmap();
+    EXPECT_NE(&added, background);
+    EXPECT_EQ(added.Width(), 5);
+    EXPECT_EQ(added.Height(), 4);
+    EXPECT_FALSE(added.HasAlphaChannel());
+    EXPECT_TRUE(added.GetPixels_ie24RGB(4, 3).r == 1 && added.GetPixels_ie24RGB(4, 3).b == 3);
+    // An off-screen holder has no area to cascade in: the layer stays at 0, 0.
+    EXPECT_EQ(view.GetLayer(1).PosX(), 0);
+    EXPECT_EQ(view.GetLayer(1).PosY(), 0);
+    // The background layer is untouched.
+    EXPECT_EQ(background->GetPixels_ie24RGB(0, 0).g, 9);
+
+    // Proc follows the current layer.
+    view.Proc().Resample(10, 8, rfNone);
+    EXPECT_EQ(view.IEBitmap().Width(), 10);
+    EXPECT_EQ(background->Width(), 5);
+
+    // A size of its own, and a position as given.
+    EXPECT_EQ(view.LayersAdd(ielkImage, 7, -3, 2, 3), 2);
+    EXPECT_EQ(view.IEBitmap().Width(), 2);
+    EXPECT_EQ(view.GetLayer(2).PosX(), 7);
+    EXPECT_EQ(view.GetLayer(2).PosY(), -3);
+
+    EXPECT_EQ(ErrorOf([&] { view.LayersAdd(ielkText, 0, 0, 1, 1); }),
+              "Layer insertion error - Invalid Type: 4");
+    EXPECT_EQ(view.LayersCount(), 3);
+}
+
+TEST(ImagerViewLayers, NewLayersCascadeInAViewWithAnArea) {
+    // Layers of 100 x 50 in an area of 400 x 300 step by 40 until the next one would
+    // end within 50 pixels of the bottom (240 + 50 + 50 > 300), then start again at 40.
+    TSizedView view;
+    FillView(view, 100, 50, Grey(0));
+    std::vector<int32_t> positions;
+    for (int i = 0; i < 6; ++i) {
+        const int32_t index = view.LayersAdd(ielkImage, -1, -1, 0, 0);
+        EXPECT_EQ(view.GetLayer(index).PosX(), view.GetLayer(index).PosY());
+        positions.push_back(view.GetLayer(index).PosX());
+    }
+    EXPECT_EQ(positions, (std::vector<int32_t>{40, 80, 120, 160, 200, 40}));
+
+    // A layer too large for the area stays at 0, 0.
+    TSizedView small;
+    FillView(small, 320, 50, Grey(0));
+    EXPECT_EQ(small.GetLayer(small.LayersAdd(ielkImage, -1, 5, 0, 0)).PosX(), 0);
+}
+
+TEST(ImagerViewLayers, LayersAddExAdoptsOrCopiesASourceBitmap) {
+    TImagerView view;
+    FillView(view, 2, 2, Grey(0));
+    auto* adopted = new TIEBitmap(3, 1, ie24RGB);
+    adopted->SetPixels_ie24RGB(2, 0, Grey(77));
+    EXPECT_EQ(view.LayersAddEx(ielkImage, 0, 0, 0, 0, adopted, false, false, true, false), 1);
+    // Not selected: the background stays current.
+    EXPECT_EQ(view.LayersCurrent(), 0);
+    EXPECT_EQ(view.GetLayer(1).GetBitmap(), adopted);
+
+    TIEBitmap source(1, 1, ie24RGB);
+    source.SetPixels_ie24RGB(0, 0, Grey(5));
+    view.LayersAddEx(ielkImage, 0, 0, 0, 0, &source, true, false, true, true);
+    EXPECT_NE(view.GetLayer(2).GetBitmap(), &source);
+    EXPECT_EQ(view.IEBitmap().GetPixels_ie24RGB(0, 0).g, 5);
+}
+
+TEST(ImagerViewLayers, LayersMergeComposesIntoTheLowerLayerAndRemovesTheUpper) {
+    TImagerView view;
+    view.Proc();
+    FillView(view, 2, 2, Grey(0));
+    view.LayersAdd(ielkImage, -1, -1, 0, 0);
+    FillView(view, 1, 1, Grey(255));
+    view.CurrentLayer().SetPosX(1);
+    view.CurrentLayer().SetPosY(1);
+    view.CurrentLayer().SetTransparency(70);
+    view.LayersMerge(0, 1, true);
+    EXPECT_EQ(view.LayersCount(), 1);
+    EXPECT_EQ(view.LayersCurrent(), 0);
+    TIEBitmap& merged = view.IEBitmap();
+    EXPECT_EQ(&merged, view.GetLayer(0).GetBitmap());
+    ASSERT_EQ(merged.Width(), 2);
+    EXPECT_EQ(Pixel(merged, 1, 1), "70,70,70/255");
+    EXPECT_EQ(Pixel(merged, 0, 0), "0,0,0/255");
+    // Proc works on the merged layer.
+    view.Proc().Resample(4, 4, rfNone);
+    EXPECT_EQ(view.GetLayer(0).GetBitmap()->Width(), 4);
+}
+
+TEST(ImagerViewLayers, MergedLayerTakesItsPlaceByTheRules) {
+    // Over the background an uncut upper layer further left gives its position.
+    TImagerView view;
+    FillView(view, 2, 2, Grey(0));
+    view.LayersAdd(ielkImage, -3, 1, 1, 1);
+    view.LayersMerge(1, 0, true);
+    EXPECT_EQ(view.GetLayer(0).PosX(), -3);
+    EXPECT_EQ(view.GetLayer(0).PosY(), 0);
+    EXPECT_EQ(view.IEBitmap().Width(), 5);
+
+    // Above the background: the smaller of both positions on each axis; the upper layer
+    // stays when it isn't removed, and a mask above it goes with it otherwise.
+    TImagerView layered;
+    FillView(layered, 4, 4, Grey(0));
+    layered.LayersAdd(ielkImage, 5, 1, 2, 2);
+    layered.GetLayer(1).SetLocked(true);
+    layered.LayersAdd(ielkImage, 2, 6, 2, 2);
+    layered.LayersMerge(1, 2, false);
+    EXPECT_EQ(layered.LayersCount(), 3);
+    EXPECT_EQ(layered.LayersCurrent(), 1);
+    EXPECT_EQ(layered.GetLayer(1).PosX(), 2);
+    EXPECT_EQ(layered.GetLayer(1).PosY(), 1);
+    EXPECT_TRUE(layered.GetLayer(1).Locked());
+    layered.LayersAdd(ielkImage, 0, 0, 1, 1);
+    layered.GetLayer(3).SetIsMask(true);
+    layered.LayersMerge(1, 2, true);
+    EXPECT_EQ(layered.LayersCount(), 2);
+}
+
+TEST(ImagerViewLayers, CroppedLayersKeepTheBackgroundSize) {
+    TImagerView view;
+    FillView(view, 2, 2, Grey(0));
+    view.SetLayersCropped(true);
+    view.LayersAdd(ielkImage, -1, 0, 4, 1);
+    view.GetLayer(1).SetPosX(-2);
+    view.LayersMerge(0, 1, true);
+    EXPECT_EQ(view.IEBitmap().Width(), 2);
+    EXPECT_EQ(view.GetLayer(0).PosX(), 0);
+}
+
+TEST(ImagerViewLayers, MergeToAndMergeAll) {
+    TImagerView view;
+    FillView(view, 2, 1, Grey(100));
+    view.LayersAdd(ielkImage, 1, 0, 1, 1);
+    FillView(view, 1, 1, Grey(200));
+    view.CurrentLayer().SetOpacity(0.5);
+    TIEBitmap destination;
+    view.LayersMergeTo(0, 1, destination);
+    EXPECT_EQ(view.LayersCount(), 2);
+    EXPECT_EQ(Pixel(destination, 1, 0), "150,150,150/255");
+    EXPECT_EQ(Pixel(destination, 0, 0), "100,100,100/255");
+
+    view.LayersAdd(ielkImage, 0, 0, 1, 1);
+    FillView(view, 1, 1, Grey(0));
+    view.LayersMergeAll(false);
+    EXPECT_EQ(view.LayersCount(), 1);
+    EXPECT_EQ(view.LayersCurrent(), 0);
+    EXPECT_FALSE(view.IEBitmap().HasAlphaChannel());
+    EXPECT_EQ(view.IEBitmap().GetPixels_ie24RGB(0, 0).g, 0);
+    EXPECT_EQ(view.IEBitmap().GetPixels_ie24RGB(1, 0).g, 150);
+}
