@@ -1,5 +1,7 @@
 #include "cli/imagetool.h"
 
+#include "cli/imageprocess.h"
+
 #include <charconv>
 #include <cmath>
 #include <fstream>
@@ -17,7 +19,8 @@ namespace {
 const char* const kUsage = "Usage: pixelwright-cli image detect FILE\n"
                            "       pixelwright-cli image info FILE\n"
                            "       pixelwright-cli image resample IN OUT --width W --height H --filter NAME "
-                           "[--maintain]\n";
+                           "[--maintain]\n"
+                           "       pixelwright-cli image process IN OUT OP...\n";
 
 const char* ColorSpaceName(TIOJPEGColorspace Space) {
     static const char* const names[] = {"ioJPEG_RGB", "ioJPEG_GRAYLEV", "ioJPEG_YCbCr", "ioJPEG_CMYK",
@@ -29,19 +32,6 @@ bool ParseInteger(const std::string& Text, int32_t& Value) {
     const char* end = Text.data() + Text.size();
     auto [at, error] = std::from_chars(Text.data(), end, Value);
     return error == std::errc() && at == end;
-}
-
-// Loads as the batch does, by content first; a missing file and a file that isn't a
-// picture both end in a message.
-bool Load(TImagerView& Holder, const std::string& FileName, std::ostream& Err) {
-    try {
-        if (Holder.IO().LoadFromFileAuto(FileName)) return true;
-    } catch (const std::exception& error) {
-        Err << "pixelwright-cli: " << error.what() << "\n";
-        return false;
-    }
-    Err << "pixelwright-cli: cannot load \"" << FileName << "\"\n";
-    return false;
 }
 
 int Detect(const std::vector<std::string>& Arguments, std::ostream& Out, std::ostream& Err) {
@@ -59,7 +49,7 @@ int Info(const std::vector<std::string>& Arguments, std::ostream& Out, std::ostr
         return 2;
     }
     TImagerView holder;
-    if (!Load(holder, Arguments[1], Err)) return 1;
+    if (!LoadImageFile(holder, Arguments[1], Err)) return 1;
     TIEBitmap& bitmap = holder.IEBitmap();
     const TIOParams& params = holder.IO().Params();
     Out << bitmap.Width() << " " << bitmap.Height() << " " << IEPixelFormatName(bitmap.PixelFormat()) << "\n";
@@ -114,9 +104,9 @@ int Resample(const std::vector<std::string>& Arguments, std::ostream& Err) {
         return 2;
     }
     TImagerView holder;
-    if (!Load(holder, Arguments[1], Err)) return 1;
+    if (!LoadImageFile(holder, Arguments[1], Err)) return 1;
     holder.Proc().Resample(width, height, filter, maintain);
-    if (!WritePNM(holder.IEBitmap(), Arguments[2])) {
+    if (!WriteImageFile(holder, Arguments[2])) {
         Err << "pixelwright-cli: cannot write \"" << Arguments[2] << "\"\n";
         return 1;
     }
@@ -188,11 +178,40 @@ bool WritePNM(TIEBitmap& Bitmap, const std::string& FileName) {
     return bool(file);
 }
 
+// The PNG goes through the engine's save path, at the depth of the bitmap's format.
+bool WriteImageFile(TImagerView& Holder, const std::string& FileName) {
+    const size_t point = FileName.rfind('.');
+    const bool png = point != std::string::npos && strcasecmp(FileName.c_str() + point, ".png") == 0;
+    if (!png) return WritePNM(Holder.IEBitmap(), FileName);
+    try {
+        TImagerIO& io = Holder.IO();
+        io.Params().UpdateBitDepth(Holder.IEBitmap().PixelFormat());
+        io.SaveToFilePNG(FileName);
+        return !io.Aborting();
+    } catch (const std::exception&) {
+        return false;
+    }
+}
+
+// Loads as the batch does, by content first; a missing file and a file that isn't a
+// picture both end in a message.
+bool LoadImageFile(TImagerView& Holder, const std::string& FileName, std::ostream& Err) {
+    try {
+        if (Holder.IO().LoadFromFileAuto(FileName)) return true;
+    } catch (const std::exception& error) {
+        Err << "pixelwright-cli: " << error.what() << "\n";
+        return false;
+    }
+    Err << "pixelwright-cli: cannot load \"" << FileName << "\"\n";
+    return false;
+}
+
 int RunImageTool(const std::vector<std::string>& Arguments, std::ostream& Out, std::ostream& Err) {
     const std::string command = Arguments.empty() ? std::string() : Arguments[0];
     if (command == "detect") return Detect(Arguments, Out, Err);
     if (command == "info") return Info(Arguments, Out, Err);
     if (command == "resample") return Resample(Arguments, Err);
+    if (command == "process") return RunImageProcess(Arguments, Err);
     Err << kUsage;
     return 2;
 }
