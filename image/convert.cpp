@@ -162,7 +162,7 @@ bool FromBits(TIEBitmap& Source, TIEBitmap& Target) {
         MapBits<TRGB48>(Source, Target, TRGB48{0, 0, 0}, TRGB48{65535, 65535, 65535});
         return true;
     case ie32RGB:
-        MapBits<TRGBA>(Source, Target, TRGBA{0, 0, 0, 255}, TRGBA{255, 255, 255, 255});
+        MapBits<TRGBA>(Source, Target, ReplicatedOpaque(0), ReplicatedOpaque(255));
         return true;
     default:
         return false;
@@ -189,7 +189,7 @@ bool FromPalette(TIEBitmap& Source, TIEBitmap& Target, const TIEGreyCoefficients
         });
         return true;
     case ie32RGB:
-        MapPalette<TRGBA>(Source, Target, [](TRGB c) { return TRGBA{c.b, c.g, c.r, 255}; });
+        MapPalette<TRGBA>(Source, Target, Opaque);
         return true;
     case ie1g:
         Dither(Source, Target);
@@ -215,13 +215,10 @@ bool FromGrey8(TIEBitmap& Source, TIEBitmap& Target) {
         MapPixels<uint8_t, float>(Source, Target, [](uint8_t v) { return float(v / 255.0); });
         return true;
     case ie48RGB:
-        MapPixels<uint8_t, TRGB48>(Source, Target, [](uint8_t v) {
-            uint16_t w = uint16_t(v * 257);
-            return TRGB48{w, w, w};
-        });
+        MapPixels<uint8_t, TRGB48>(Source, Target, [](uint8_t v) { return Replicated48(uint16_t(v * 257)); });
         return true;
     case ie32RGB:
-        MapPixels<uint8_t, TRGBA>(Source, Target, [](uint8_t v) { return TRGBA{v, v, v, 255}; });
+        MapPixels<uint8_t, TRGBA>(Source, Target, ReplicatedOpaque);
         return true;
     case ie1g:
         Dither(Source, Target);
@@ -247,13 +244,11 @@ bool FromGrey16(TIEBitmap& Source, TIEBitmap& Target) {
         MapPixels<uint16_t, float>(Source, Target, [](uint16_t v) { return float(v / 65535.0); });
         return true;
     case ie48RGB:
-        MapPixels<uint16_t, TRGB48>(Source, Target, [](uint16_t v) { return TRGB48{v, v, v}; });
+        MapPixels<uint16_t, TRGB48>(Source, Target, Replicated48);
         return true;
     case ie32RGB:
-        MapPixels<uint16_t, TRGBA>(Source, Target, [](uint16_t v) {
-            uint8_t high = uint8_t(v >> 8);
-            return TRGBA{high, high, high, 255};
-        });
+        MapPixels<uint16_t, TRGBA>(Source, Target,
+                                   [](uint16_t v) { return ReplicatedOpaque(uint8_t(v >> 8)); });
         return true;
     case ie1g:
         Dither(Source, Target);
@@ -283,7 +278,7 @@ bool FromRGB(TIEBitmap& Source, TIEBitmap& Target, const TIEGreyCoefficients& Co
         });
         return true;
     case ie32RGB:
-        MapPixels<TRGB, TRGBA>(Source, Target, [](TRGB c) { return TRGBA{c.b, c.g, c.r, 255}; });
+        MapPixels<TRGB, TRGBA>(Source, Target, Opaque);
         return true;
     case ieCMYK:
         MapPixels<TRGB, TCMYK>(Source, Target, IERGB2CMYK);
@@ -317,16 +312,11 @@ bool FromFloat(TIEBitmap& Source, TIEBitmap& Target) {
         MapPixels<float, TRGB>(Source, Target, [&level8](float v) { return Replicated(level8(v)); });
         return true;
     case ie48RGB:
-        MapPixels<float, TRGB48>(Source, Target, [](float v) {
-            uint16_t w = uint16_t(TruncScaled(v, 65535, 65535));
-            return TRGB48{w, w, w};
-        });
+        MapPixels<float, TRGB48>(
+            Source, Target, [](float v) { return Replicated48(uint16_t(TruncScaled(v, 65535, 65535))); });
         return true;
     case ie32RGB:
-        MapPixels<float, TRGBA>(Source, Target, [&level8](float v) {
-            uint8_t l = level8(v);
-            return TRGBA{l, l, l, 255};
-        });
+        MapPixels<float, TRGBA>(Source, Target, [&level8](float v) { return ReplicatedOpaque(level8(v)); });
         return true;
     case ie1g:
         Dither(Source, Target);
@@ -411,11 +401,7 @@ void ConvertRows(TIEBitmap& Source, TIEBitmap& Target) {
         if (to == ie24RGB)
             done = (MapPixels<TCMYK, TRGB>(Source, Target, IECMYK2RGB), true);
         else if (to == ie32RGB)
-            done = (MapPixels<TCMYK, TRGBA>(Source, Target,
-                                            [](TCMYK c) {
-                                                TRGB rgb = IECMYK2RGB(c);
-                                                return TRGBA{rgb.b, rgb.g, rgb.r, 255};
-                                            }),
+            done = (MapPixels<TCMYK, TRGBA>(Source, Target, [](TCMYK c) { return Opaque(IECMYK2RGB(c)); }),
                     true);
         break;
     case ie48RGB:
@@ -425,12 +411,9 @@ void ConvertRows(TIEBitmap& Source, TIEBitmap& Target) {
         if (to == ie24RGB)
             done = (MapPixels<TCIELab, TRGB>(Source, Target, IECIELab2RGB), true);
         else if (to == ie32RGB)
-            done = (MapPixels<TCIELab, TRGBA>(Source, Target,
-                                              [](TCIELab c) {
-                                                  TRGB rgb = IECIELab2RGB(c);
-                                                  return TRGBA{rgb.b, rgb.g, rgb.r, 255};
-                                              }),
-                    true);
+            done =
+                (MapPixels<TCIELab, TRGBA>(Source, Target, [](TCIELab c) { return Opaque(IECIELab2RGB(c)); }),
+                 true);
         break;
     case ie32RGB:
         if (to == ie24RGB)

@@ -32,6 +32,17 @@ inline TRGB Replicated(uint8_t v) {
     return TRGB{v, v, v};
 }
 
+// The 32-bit forms are opaque: the fourth byte of ie32RGB may be the alpha.
+inline TRGBA Opaque(TRGB c) {
+    return TRGBA{c.b, c.g, c.r, 255};
+}
+inline TRGBA ReplicatedOpaque(uint8_t v) {
+    return TRGBA{v, v, v, 255};
+}
+inline TRGB48 Replicated48(uint16_t v) {
+    return TRGB48{v, v, v};
+}
+
 } // namespace ieconvert
 
 class TIEBitmap;
