@@ -4,11 +4,11 @@
 // its parts, so that a slow one can be found.
 #include <benchmark/benchmark.h>
 
-#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <memory>
 
+#include "bench/benchphoto.h"
 #include "image/bitmap.h"
 #include "proc/enhance.h"
 #include "proc/imagerproc.h"
@@ -19,25 +19,11 @@ namespace {
 constexpr int32_t Width = 1200;
 constexpr int32_t Height = 800;
 
-// Smooth shading, hard edges and sensor-like noise, as after a reduction.
+// The photo-like picture at the size of a reduced batch file.
 TIEBitmap& Picture() {
     static std::unique_ptr<TIEBitmap> picture = [] {
         auto bitmap = std::make_unique<TIEBitmap>();
-        bitmap->SetLocation(ieMemory);
-        bitmap->Allocate(Width, Height, ie24RGB);
-        uint32_t seed = 1;
-        for (int32_t y = 0; y < Height; ++y) {
-            auto* row = static_cast<TRGB*>(bitmap->GetScanline(y));
-            for (int32_t x = 0; x < Width; ++x) {
-                seed = seed * 1664525u + 1013904223u;
-                const int32_t noise = int32_t(seed >> 29) - 4;
-                const double shade = 0.5 + 0.5 * std::sin(x * 0.0105) * std::cos(y * 0.0085);
-                const bool edge = ((x / 70) + (y / 54)) % 3 == 0;
-                const int32_t base = int32_t(shade * 200.0) + (edge ? 40 : 0);
-                row[x] = TRGB{IEByteClamp(base / 2 + noise), IEByteClamp(base + noise),
-                              IEByteClamp(base + 30 - x % 17)};
-            }
-        }
+        FillPhotoLike(*bitmap, Width, Height, 5);
         return bitmap;
     }();
     return *picture;
