@@ -174,14 +174,20 @@ bool TImagerIO::LoadJpeg(TIEStream& Stream, const std::string& FileName) {
 
 void TImagerIO::SaveToFileJpeg(const std::string& FileName) {
     CheckBitmapValid(true);
-    // The target exists and is empty from here on, also if the encoder fails.
-    TIEFileStream stream(FileName, TIEFileMode::Create);
+    TIEFileStream stream(FileName, TIEFileMode::Replace);
     const bool headers = fStreamHeaders;
     fStreamHeaders = false;
     WriteJpeg(stream);
     fStreamHeaders = headers;
+    CommitUnlessBroken(stream);
     fParams.FileName = FileName;
     fParams.FileType = ioJPEG;
+}
+
+void TImagerIO::CommitUnlessBroken(TIEFileStream& Stream) {
+    // An empty picture writes nothing and still leaves an empty target; a file that the
+    // encoder gave up on half way never takes the place of the target.
+    if (!fAborting || Stream.Size() == 0) Stream.Commit();
 }
 
 void TImagerIO::SaveToStreamJpeg(TIEStream& Stream) {
@@ -247,8 +253,9 @@ bool TImagerIO::LoadPng(TIEStream& Stream, const std::string& FileName) {
 
 void TImagerIO::SaveToFilePNG(const std::string& FileName) {
     CheckBitmapValid(true);
-    TIEFileStream stream(FileName, TIEFileMode::Create);
+    TIEFileStream stream(FileName, TIEFileMode::Replace);
     WritePng(stream);
+    CommitUnlessBroken(stream);
     fParams.FileName = FileName;
     fParams.FileType = ioPNG;
 }

@@ -79,6 +79,7 @@ class TImagerIO {
     void WriteJpeg(TIEStream& Stream);
     bool LoadPng(TIEStream& Stream, const std::string& FileName);
     void WritePng(TIEStream& Stream);
+    void CommitUnlessBroken(TIEFileStream& Stream);
     TProgressRec MakeProgress();
 
     TIOParams fParams;

@@ -38,7 +38,12 @@ class TIEMemoryStream : public TIEStream {
     int64_t fPosition = 0;
 };
 
-enum class TIEFileMode { Read, Create };
+// Read opens regular files only, and never waits: a pipe or a device in its place
+// fails at once instead of blocking the reader.
+// Replace writes into a new file beside the target, which takes the target's place only
+// at Commit; a write that fails or never ends (a full disk, a crash, a kill) leaves the
+// target as it was.
+enum class TIEFileMode { Read, Replace };
 
 // Opening fails with EIEFileError carrying the system's reason, as the platform's file
 // stream raises; callers that swallow failures catch it.
@@ -55,6 +60,14 @@ class TIEFileStream : public TIEStream {
     void SetPosition(int64_t Pos) override;
     int64_t Size() const override;
 
+    // Replace mode: puts what was written in the target's place. Raises EIEFileError,
+    // and leaves the target untouched, when anything of it could not be written.
+    void Commit();
+
   private:
     FILE* fFile = nullptr;
+    std::string fFileName;
+    // The file being written in Replace mode, until Commit renames it.
+    std::string fPendingName;
+    bool fReplacesExisting = false;
 };
