@@ -1,23 +1,25 @@
 #include "app/data.h"
 
-#include <cstdio>
+#include <algorithm>
+#include <cerrno>
 #include <dirent.h>
-#include <filesystem>
 #include <sys/stat.h>
-#include <system_error>
 
 #include "app/appfolder.h"
+#include "app/nameorder.h"
 
 namespace {
 
+// Regular files only, links followed: a pipe, socket or device would block the worker
+// that opens it, or never end.
 bool FileExists(const std::string& Name) {
-    std::error_code error;
-    return !Name.empty() && std::filesystem::exists(Name, error) && !std::filesystem::is_directory(Name, error);
+    struct stat info;
+    return !Name.empty() && ::stat(Name.c_str(), &info) == 0 && S_ISREG(info.st_mode);
 }
 
 bool DirectoryExists(const std::string& Name) {
-    std::error_code error;
-    return std::filesystem::is_directory(Name, error);
+    struct stat info;
+    return ::stat(Name.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
 std::string FileExtension(const std::string& Name) {
@@ -55,45 +57,48 @@ void TDM::AddFiles(const std::vector<std::string>& aFiles) {
 }
 
 std::string TDM::GetFilesFromDir(const std::string& FileDir) {
-    // One level, every entry but folders (hidden ones included), in the order the
-    // system returns them.
-    std::vector<std::string> files;
+    // One level, hidden files included. readdir has no useful order, so the names are
+    // put in the order a file manager shows them.
+    std::vector<std::string> names;
     if (DIR* dir = opendir(FileDir.c_str())) {
         while (dirent* entry = readdir(dir)) {
-            std::string path = FileDir + "/" + entry->d_name;
-            struct stat info;
-            if (lstat(path.c_str(), &info) != 0) continue;
-            if (S_ISDIR(info.st_mode)) continue;
-            if (S_ISLNK(info.st_mode) && DirectoryExists(path)) continue;
-            files.push_back(path);
+            std::string name = entry->d_name;
+            if (FileExists(FileDir + "/" + name)) names.push_back(std::move(name));
         }
         closedir(dir);
     }
+    std::sort(names.begin(), names.end(), NameOrderLess);
+    std::vector<std::string> files;
+    files.reserve(names.size());
+    for (const std::string& name : names)
+        files.push_back(FileDir + "/" + name);
     AddFiles(files);
     return std::string();
 }
 
 std::string TDM::CreateDestinationDir(const std::string& aSource, const std::string& aDir) {
     std::string destination = FolderOf(aSource) + "/" + aDir;
-    if (!DirectoryExists(destination)) {
-        std::error_code error;
-        if (!std::filesystem::create_directory(destination, error) || error) {
-            if (OnMessage) OnMessage("Das Verzeichnis \"" + destination + "\" kann nicht erstellt werden");
-            return std::string();
-        }
+    // A folder that another run made a moment ago is as good as one made here.
+    if (::mkdir(destination.c_str(), 0777) != 0 && !(errno == EEXIST && DirectoryExists(destination))) {
+        if (OnMessage) OnMessage("Das Verzeichnis \"" + destination + "\" kann nicht erstellt werden");
+        return std::string();
     }
     return destination;
 }
 
 void TDM::GetIDListFromSelected(TSelectionSource& Selection, std::vector<std::string>& IDList) {
-    for (int i = 0; i < Selection.SelectedCount(); ++i) {
+    // Counted once: a grid's count walks its whole selection.
+    const int count = Selection.SelectedCount();
+    for (int i = 0; i < count; ++i) {
         int32_t recId;
         if (Selection.SelectedRecId(i, recId)) IDList.push_back(std::to_string(recId));
     }
     Selection.ClearSelection();
 }
 
-std::unique_ptr<TResize> TDM::CreateWorker(const TRisizeProperty& Job) { return std::make_unique<TResize>(Job); }
+std::unique_ptr<TResize> TDM::CreateWorker(const TRisizeProperty& Job) {
+    return std::make_unique<TResize>(Job);
+}
 
 void TDM::SetRowText(const std::string& Text) {
     // The current row, whatever it is now: the user may have moved it during the pump.
@@ -125,7 +130,8 @@ void TDM::ResizeFileIDs(const std::vector<std::string>& IDList, const std::strin
             return;
         }
         if (ProcessMessages)
-            while (!worker->Suspended()) ProcessMessages();
+            while (!worker->Suspended())
+                ProcessMessages();
         else
             worker->WaitUntilParked();
 

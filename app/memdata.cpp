@@ -18,7 +18,14 @@ size_t FieldSize(TMemField Field) {
     return 0;
 }
 
-std::string Cut(const std::string& Value, TMemField Field) { return Value.substr(0, FieldSize(Field)); }
+std::string Cut(const std::string& Value, TMemField Field) {
+    size_t size = FieldSize(Field);
+    if (Value.size() <= size) return Value;
+    // Back to the start of the character that the cut would split.
+    while (size > 0 && (uint8_t(Value[size]) & 0xC0) == 0x80)
+        --size;
+    return Value.substr(0, size);
+}
 
 } // namespace
 

@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-// The in-memory file table: a generated RecId and three fixed-size 8-bit string
-// fields. Values hold bytes and are cut at the field's size, as the table's design
-// has it: a path longer than FILENAME no longer names its file.
+// The in-memory file table: a generated RecId and three fixed-size string fields of
+// UTF-8 bytes. Values are cut at the field's size, never inside a character.
+// FILENAME holds a whole path of the platform.
 enum class TMemField { RecId, FILENAME, EXTENSION, LASACTION };
 
-inline constexpr size_t FILENAMESize = 255;
+inline constexpr size_t FILENAMESize = 4096;
 inline constexpr size_t EXTENSIONSize = 10;
 inline constexpr size_t LASACTIONSize = 125;
 
@@ -64,7 +64,7 @@ class TMemData {
     bool fActive = false;
     std::vector<TMemRecord> fRecords;
     std::multimap<std::string, int32_t> fFileNameIndex; // FILENAME -> RecId
-    std::map<int32_t, int> fRecIdIndex;                  // RecId -> row
+    std::map<int32_t, int> fRecIdIndex;                 // RecId -> row
     int fCurrent = -1;
     int32_t fNextRecId = 1;
     TState fState = TState::Browse;

@@ -49,18 +49,21 @@ TEST(MemData, LocateOnRecIdComparesIntegers) {
     EXPECT_EQ(table.CurrentRow(), 1);
 }
 
-TEST(MemData, FieldsAreCutAtTheirSize) {
+TEST(MemData, FieldsAreCutAtTheirSizeNeverInsideACharacter) {
     TMemData table;
     table.Insert();
-    table.SetField(TMemField::FILENAME, "/" + std::string(300, 'f'));
-    table.SetField(TMemField::EXTENSION, ".abcdefghijkl");
-    table.SetField(TMemField::LASACTION, std::string(200, 'x'));
+    const std::string longPath = "/" + std::string(4100, 'f');
+    table.SetField(TMemField::FILENAME, longPath);
+    // "ä" is two bytes: the tenth byte of the extension is the first half of one.
+    table.SetField(TMemField::EXTENSION, ".abcdefgh\xC3\xA4");
+    // 124 bytes, then a three-byte "€" across the cut at 125.
+    table.SetField(TMemField::LASACTION, std::string(124, 'x') + "\xE2\x82\xAC");
     table.Post();
-    EXPECT_EQ(table.Record(0).FILENAME.size(), 255u);
-    EXPECT_EQ(table.Record(0).EXTENSION, ".abcdefghi");
-    EXPECT_EQ(table.Record(0).LASACTION.size(), 125u);
+    EXPECT_EQ(table.Record(0).FILENAME.size(), 4096u);
+    EXPECT_EQ(table.Record(0).EXTENSION, ".abcdefgh");
+    EXPECT_EQ(table.Record(0).LASACTION, std::string(124, 'x'));
     // The stored value is cut the same way as the key, so the long name finds its row.
-    EXPECT_TRUE(table.Locate(TMemField::FILENAME, "/" + std::string(300, 'f')));
+    EXPECT_TRUE(table.Locate(TMemField::FILENAME, longPath));
 }
 
 TEST(MemData, EditRewritesTheCurrentRowAndItsIndexEntry) {
