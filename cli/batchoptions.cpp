@@ -49,7 +49,8 @@ bool ParseNumber(const std::string& Text, int32_t& Value) {
 
 } // namespace
 
-bool ParseBatchOptions(const std::vector<std::string>& Arguments, TBatchOptions& Options, std::string& Error) {
+bool ParseBatchOptions(const std::vector<std::string>& Arguments, TBatchOptions& Options,
+                       std::string& Error) {
     bool optionsEnded = false;
     for (size_t i = 0; i < Arguments.size(); ++i) {
         const std::string& arg = Arguments[i];
@@ -78,7 +79,8 @@ bool ParseBatchOptions(const std::vector<std::string>& Arguments, TBatchOptions&
         if (known) continue;
 
         // The remaining options take a value.
-        const bool takesValue = arg == "--prefix" || arg == "--suffix" || arg == "--dir" || arg == "--method" ||
+        const bool takesValue = arg == "--prefix" || arg == "--suffix" || arg == "--dir" ||
+                                arg == "--method" ||
                                 std::any_of(std::begin(NumberOptions), std::end(NumberOptions),
                                             [&](const TNumberOption& number) { return arg == number.Name; });
         if (!takesValue) {
@@ -94,8 +96,8 @@ bool ParseBatchOptions(const std::vector<std::string>& Arguments, TBatchOptions&
             if (arg != number.Name) continue;
             int32_t parsed;
             if (!ParseNumber(value, parsed) || parsed < number.Min || parsed > number.Max) {
-                Error = "option " + arg + " takes a whole number from " + std::to_string(number.Min) + " to " +
-                        std::to_string(number.Max) + ", not '" + value + "'";
+                Error = "option " + arg + " takes a whole number from " + std::to_string(number.Min) +
+                        " to " + std::to_string(number.Max) + ", not '" + value + "'";
                 return false;
             }
             Options.Job.*number.Field = parsed;
@@ -107,10 +109,6 @@ bool ParseBatchOptions(const std::vector<std::string>& Arguments, TBatchOptions&
         } else if (arg == "--suffix") {
             Options.Job.Suffix = value;
         } else if (arg == "--dir") {
-            if (value.empty()) {
-                Error = "option --dir needs a folder name";
-                return false;
-            }
             Options.ResizeDir = value;
         } else if (arg == "--method") {
             bool found = false;
@@ -121,7 +119,8 @@ bool ParseBatchOptions(const std::vector<std::string>& Arguments, TBatchOptions&
                 }
             if (!found) {
                 Error = "option --method takes one of mitchell, bilinear, bicubic, lanczos, hermite, bell, "
-                        "bspline, hq-bicubic, not '" + value + "'";
+                        "bspline, hq-bicubic, not '" +
+                        value + "'";
                 return false;
             }
         }
@@ -131,9 +130,15 @@ bool ParseBatchOptions(const std::vector<std::string>& Arguments, TBatchOptions&
 
 const char* BatchUsage() {
     return "Usage: pixelwright-cli [OPTIONS] PATH...\n"
-           "Resizes every image file in the PATHs (files, or folders listed one level deep)\n"
-           "into JPEG files named PREFIX + name + SUFFIX + \".jpg\" in a sub-folder beside each\n"
-           "source, and prints each file with what became of it.\n"
+           "Resizes every image file in the PATHs (files, or folders listed one level deep,\n"
+           "regular files only, in name order with numbers compared by value) into JPEG\n"
+           "files named PREFIX + name + SUFFIX + \".jpg\" in a sub-folder beside each source.\n"
+           "\n"
+           "Each file's line (the file, a TAB, what became of it, such as\n"
+           "\"OK ..\\Resize\\R-name.jpg\") is printed as soon as the file is done. When standard\n"
+           "error is a terminal, a count of the files done is shown there while the batch runs.\n"
+           "A PATH that is missing, or neither a file nor a folder, is reported on standard\n"
+           "error and the batch runs over the rest.\n"
            "\n"
            "  --size N           target length of the longest side in pixels (16..16000, 1200)\n"
            "  --always-height    always fit the height\n"
@@ -152,7 +157,11 @@ const char* BatchUsage() {
            "                     hq-bicubic (lanczos)\n"
            "  --prefix TEXT      put before the name (R-)\n"
            "  --suffix TEXT      put behind the name (empty)\n"
-           "  --dir NAME         sub-folder for the results (Resize)\n"
+           "  --dir NAME         sub-folder for the results (Resize); --dir \"\" writes beside\n"
+           "                     each source\n"
            "  --help             show this text\n"
-           "  --version          show the version\n";
+           "  --version          show the version\n"
+           "\n"
+           "Exit status: 0 when the batch ran over every PATH, 1 when a PATH was missing or\n"
+           "neither a file nor a folder, 2 on bad arguments.\n";
 }

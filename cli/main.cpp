@@ -1,35 +1,23 @@
-#include <cstdio>
-#include <filesystem>
 #include <iostream>
-#include <system_error>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include "app/appfolder.h"
 #include "app/data.h"
 #include "app/product.h"
 #include "cli/batchoptions.h"
+#include "cli/batchrun.h"
 #include "cli/imagetool.h"
 
 namespace {
 
-int RunBatch(const TBatchOptions& Options) {
-    TDM dm;
-    dm.OnMessage = [](const std::string& Text) { std::cerr << Text << "\n"; };
-    for (const std::string& path : Options.Paths) {
-        std::error_code error;
-        if (std::filesystem::is_directory(path, error))
-            dm.GetFilesFromDir(path);
-        else
-            dm.AddFiles({path});
-    }
-    TMemData& table = dm.MemData();
-    std::vector<std::string> ids;
-    for (int row = 0; row < table.RecordCount(); ++row)
-        ids.push_back(std::to_string(table.Record(row).RecId));
-    dm.RisizeProperty = Options.Job;
-    dm.ResizeFileIDs(ids, Options.ResizeDir);
-    for (int row = 0; row < table.RecordCount(); ++row)
-        std::cout << table.Record(row).FILENAME << '\t' << table.Record(row).LASACTION << '\n';
-    return 0;
+// The width of the terminal on standard error; 0 when it is none, which turns the
+// progress line off, so that redirected output stays clean.
+int ProgressColumns() {
+    if (!::isatty(STDERR_FILENO)) return 0;
+    winsize size{};
+    if (::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
+    return 80;
 }
 
 } // namespace
@@ -58,5 +46,6 @@ int main(int argc, char** argv) {
         std::cerr << "pixelwright-cli: no PATH given\n\n" << BatchUsage();
         return 2;
     }
-    return RunBatch(options);
+    TDM dm;
+    return RunBatch(dm, options, std::cout, std::cerr, ProgressColumns());
 }

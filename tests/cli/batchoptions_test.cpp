@@ -74,7 +74,8 @@ TEST(BatchOptions, OutOfRangeNumbersNameTheOptionAndItsRange) {
 TEST(BatchOptions, MalformedCommandLines) {
     EXPECT_EQ(ErrorOf({"--colour"}), "unknown option --colour");
     EXPECT_EQ(ErrorOf({"x", "--size"}), "option --size needs a value");
-    EXPECT_EQ(ErrorOf({"--dir", ""}), "option --dir needs a folder name");
+    // An empty folder name writes beside each source.
+    EXPECT_EQ(Parse({"--dir", "", "x"}).ResizeDir, "");
     // After "--" everything is a path, also what looks like an option.
     EXPECT_EQ(Parse({"--", "--bw"}).Paths, (std::vector<std::string>{"--bw"}));
     EXPECT_FALSE(Parse({"--", "--bw"}).Job.BW);

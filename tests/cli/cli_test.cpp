@@ -1,53 +1,125 @@
 #include <cstdio>
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <iterator>
+#include <sstream>
 #include <string>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
+#include "cli/batchrun.h"
 #include "tests/testutil.h"
 
 namespace {
 
 struct TRun {
     int Status;
-    std::string Output;
+    std::string Out, Err;
 };
 
+std::string ReadFile(const std::string& Path) {
+    std::ifstream file(Path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
 TRun RunCli(const std::string& Arguments) {
-    std::string command = std::string(PW_CLI_PATH) + " " + Arguments + " 2>&1";
-    TRun run{-1, {}};
+    TTempDir errors;
+    std::string command = std::string(PW_CLI_PATH) + " " + Arguments + " 2>'" + errors / "err" + "'";
+    TRun run{-1, {}, {}};
     FILE* pipe = popen(command.c_str(), "r");
     if (!pipe) return run;
     char buffer[4096];
     size_t count;
-    while ((count = fread(buffer, 1, sizeof buffer, pipe)) > 0) run.Output.append(buffer, count);
+    while ((count = fread(buffer, 1, sizeof buffer, pipe)) > 0)
+        run.Out.append(buffer, count);
     int status = pclose(pipe);
     run.Status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    run.Err = ReadFile(errors / "err");
     return run;
 }
+
+std::string Quoted(const std::string& Path) {
+    return "'" + Path + "'";
+}
+
+// Notes what had been printed when each worker was made.
+class TWatchedDM : public TDM {
+  public:
+    explicit TWatchedDM(const std::ostringstream& Out) : fOut(Out) {}
+    std::vector<std::string> PrintedAtStart;
+
+  protected:
+    std::unique_ptr<TResize> CreateWorker(const TRisizeProperty& Job) override {
+        PrintedAtStart.push_back(fOut.str());
+        return TDM::CreateWorker(Job);
+    }
+
+  private:
+    const std::ostringstream& fOut;
+};
 
 } // namespace
 
 TEST(Cli, HelpVersionAndBadArguments) {
     TRun help = RunCli("--help");
     EXPECT_EQ(help.Status, 0);
-    EXPECT_NE(help.Output.find("Usage: pixelwright-cli [OPTIONS] PATH..."), std::string::npos);
+    EXPECT_NE(help.Out.find("Usage: pixelwright-cli [OPTIONS] PATH..."), std::string::npos);
     TRun version = RunCli("--version");
     EXPECT_EQ(version.Status, 0);
-    EXPECT_EQ(version.Output, "pixelwright-cli 8.1\n");
+    EXPECT_EQ(version.Out, "pixelwright-cli 8.1\n");
 
     TRun badSize = RunCli("--size 20000 x");
     EXPECT_EQ(badSize.Status, 2);
-    EXPECT_NE(badSize.Output.find("--size takes a whole number from 16 to 16000"), std::string::npos);
-    EXPECT_NE(badSize.Output.find("Usage:"), std::string::npos);
+    EXPECT_NE(badSize.Err.find("--size takes a whole number from 16 to 16000"), std::string::npos);
+    EXPECT_NE(badSize.Err.find("Usage:"), std::string::npos);
     EXPECT_EQ(RunCli("").Status, 2);
 }
 
-TEST(Cli, PrintsOneLinePerRowInTableOrder) {
+TEST(Cli, PrintsOneLinePerRowAndNamesThePathsItCouldNotTake) {
     TTempDir dir;
     WriteTextFile(dir / "b.txt", "not a picture");
-    WriteTextFile(dir / "a.txt", "not a picture either");
-    TRun run = RunCli("--prefix P- --suffix -s --dir Out '" + dir / "b.txt" + "' '" + dir / "a.txt" + "' '" +
-                      dir / "b.txt" + "' '" + dir / "missing.jpg" + "'");
+    std::filesystem::create_directory(dir / "folder");
+    WriteTextFile(dir / "folder/img10.txt", "x");
+    WriteTextFile(dir / "folder/img9.txt", "x");
+    // A pipe inside a folder is passed over; one named on the command line is reported.
+    ASSERT_EQ(mkfifo((dir / "folder/pipe").c_str(), 0600), 0);
+    TRun run = RunCli("--prefix P- --suffix -s --dir Out " + Quoted(dir / "b.txt") + " " +
+                      Quoted(dir / "folder") + " " + Quoted(dir / "b.txt") + " " +
+                      Quoted(dir / "missing.jpg") + " " + Quoted(dir / "folder/pipe"));
+    EXPECT_EQ(run.Status, 1);
+    EXPECT_EQ(run.Out, dir / "b.txt" + "\tOK ..\\Out\\P-b-s.jpg\n" + dir / "folder/img9.txt" +
+                           "\tOK ..\\Out\\P-img9-s.jpg\n" + dir / "folder/img10.txt" +
+                           "\tOK ..\\Out\\P-img10-s.jpg\n");
+    EXPECT_EQ(run.Err, "pixelwright-cli: " + dir / "missing.jpg" + ": No such file or directory\n" +
+                           "pixelwright-cli: " + dir / "folder/pipe" + ": neither a file nor a folder\n");
+}
+
+TEST(Cli, AnEmptyFolderNameWritesBesideTheSource) {
+    TTempDir dir;
+    WriteTextFile(dir / "a.txt", "not a picture");
+    TRun run = RunCli("--dir '' " + Quoted(dir / "a.txt"));
     EXPECT_EQ(run.Status, 0);
-    EXPECT_EQ(run.Output, dir / "b.txt" + "\tOK ..\\Out\\P-b-s.jpg\n" + dir / "a.txt" + "\tOK ..\\Out\\P-a-s.jpg\n");
+    EXPECT_EQ(run.Out, dir / "a.txt" + "\tOK ..\\\\R-a.jpg\n");
+    EXPECT_TRUE(std::filesystem::is_regular_file(dir / "R-a.jpg"));
+}
+
+TEST(Cli, RowsAreOutBeforeTheNextFileStartsAndProgressStaysOnStandardError) {
+    TTempDir dir;
+    WriteTextFile(dir / "a.txt", "x");
+    WriteTextFile(dir / "bb.txt", "x");
+    TBatchOptions options;
+    options.Paths = {dir.Path()};
+    std::ostringstream out, err;
+    TWatchedDM dm(out);
+    // Eight columns: the progress text is cut to seven, so that it never wraps.
+    EXPECT_EQ(RunBatch(dm, options, out, err, 8), 0);
+    const std::string first = dir / "a.txt" + "\tOK ..\\Resize\\R-a.jpg\n";
+    EXPECT_EQ(dm.PrintedAtStart, (std::vector<std::string>{"", first}));
+    EXPECT_EQ(out.str(), first + dir / "bb.txt" + "\tOK ..\\Resize\\R-bb.jpg\n");
+    EXPECT_EQ(err.str(), "\r1/2 a.t\x1b[K\r\x1b[K\r2/2 bb.\x1b[K\r\x1b[K");
+
+    std::ostringstream quietOut, quietErr;
+    TDM quiet;
+    RunBatch(quiet, options, quietOut, quietErr, 0);
+    EXPECT_EQ(quietErr.str(), "");
 }
