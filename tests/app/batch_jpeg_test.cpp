@@ -6,6 +6,7 @@
 
 #include "app/data.h"
 #include "io/imagerio.h"
+#include "tests/corpus.h"
 #include "tests/io/jpegtestutil.h"
 #include "tests/testutil.h"
 
@@ -211,6 +212,7 @@ TEST(BatchJpeg, AutoSizeTakesTheFirstQualityThatFitsOrTwenty) {
 }
 
 TEST(BatchJpeg, OrientedCameraFilesComeOutUpright) {
+    PW_REQUIRE_CORPUS();
     TTempDir dir;
     TRisizeProperty job;
     job.NewSize = 300;

@@ -9,9 +9,11 @@
 #include "app/ahresize.h"
 #include "image/bitmap.h"
 #include "mview/imagerview.h"
+#include "tests/corpus.h"
 #include "tests/testutil.h"
 
 TEST(BatchPng, EveryValidSuiteFileBecomesAJpeg) {
+    PW_REQUIRE_CORPUS();
     TTempDir dir;
     TRisizeProperty job;
     job.NewSize = 64;
@@ -19,7 +21,7 @@ TEST(BatchPng, EveryValidSuiteFileBecomesAJpeg) {
     job.ResizeMethode = Lanczos3;
     job.Destination = dir.Path();
     int files = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(std::string(PW_CORPUS_DIR) + "/pngsuite")) {
+    for (const auto& entry : std::filesystem::directory_iterator(CorpusFile("pngsuite"))) {
         if (entry.path().extension() != ".png") continue;
         const std::string name = entry.path().stem().string();
         ++files;

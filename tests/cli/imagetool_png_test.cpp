@@ -8,6 +8,7 @@
 #include "cli/imagetool.h"
 #include "image/bitmap.h"
 #include "io/imagerio.h"
+#include "tests/corpus.h"
 #include "tests/testutil.h"
 
 namespace {
@@ -27,8 +28,9 @@ std::string FirstLine(const std::string& Path) {
 } // namespace
 
 TEST(ImageToolPng, ResampleWritesAPngWithAlphaForAPngName) {
+    PW_REQUIRE_CORPUS();
     TTempDir dir;
-    const std::string source = std::string(PW_CORPUS_DIR) + "/pngsuite/basn6a08.png";
+    const std::string source = CorpusFile("pngsuite/basn6a08.png");
     ASSERT_EQ(RunTool({"resample", source, dir / "half.png", "--width", "16", "--height", "16", "--filter",
                        "none"}),
               0);

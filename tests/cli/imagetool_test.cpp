@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 
 #include "image/bitmap.h"
+#include "tests/corpus.h"
 #include "tests/io/jpegtestutil.h"
 #include "tests/testutil.h"
 
@@ -77,6 +78,7 @@ TEST(ImageTool, PNMForGreyColourAndSixteenBits) {
 }
 
 TEST(ImageTool, DetectAndInfo) {
+    PW_REQUIRE_CORPUS();
     TRun detect = RunTool({"detect", CorpusFile("jpeg-decoder/reftest/mozilla/jpg-size-6x6.jpg")});
     EXPECT_EQ(detect.Status, 0);
     EXPECT_EQ(detect.Out, "8\n") << "a PNG named .jpg is a PNG";
@@ -148,6 +150,7 @@ TEST(ImageTool, ResampleWritesPNM) {
 }
 
 TEST(ImageTool, TheProgramDispatchesImageCommands) {
+    PW_REQUIRE_CORPUS();
     const std::string command =
         std::string(PW_CLI_PATH) + " image detect '" + CorpusFile("libjpeg-turbo/testorig.jpg") + "' 2>&1";
     FILE* pipe = popen(command.c_str(), "r");

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "io/registry.h"
+#include "tests/corpus.h"
 
 namespace {
 
@@ -398,8 +399,6 @@ TEST(FindStreamFormat, WorksFromThePositionAndPutsItBack) {
 
 namespace {
 
-const std::filesystem::path kCorpus = PW_CORPUS_DIR;
-
 TIOFileType DetectFile(const std::filesystem::path& path) {
     TIEFileStream stream(path.string(), TIEFileMode::Read);
     return FindStreamFormat(stream);
@@ -408,6 +407,7 @@ TIOFileType DetectFile(const std::filesystem::path& path) {
 } // namespace
 
 TEST(FindStreamFormatCorpus, RealFilesOfEachFormat) {
+    PW_REQUIRE_CORPUS();
     const struct {
         const char* File;
         TIOFileType Expected;
@@ -435,10 +435,11 @@ TEST(FindStreamFormatCorpus, RealFilesOfEachFormat) {
         {"cppbmploader-v1/2.bmp", 0},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(DetectFile(kCorpus / c.File), c.Expected) << c.File;
+        EXPECT_EQ(DetectFile(CorpusFile(c.File)), c.Expected) << c.File;
 }
 
 TEST(FindStreamFormatCorpus, WholeFoldersOfOneFormat) {
+    PW_REQUIRE_CORPUS();
     const struct {
         const char* Folder;
         const char* Extension;
@@ -452,7 +453,7 @@ TEST(FindStreamFormatCorpus, WholeFoldersOfOneFormat) {
     };
     for (const auto& f : folders) {
         int seen = 0;
-        for (const auto& entry : std::filesystem::directory_iterator(kCorpus / f.Folder)) {
+        for (const auto& entry : std::filesystem::directory_iterator(CorpusFile(f.Folder))) {
             if (entry.path().extension() != f.Extension) continue;
             ++seen;
             EXPECT_EQ(DetectFile(entry.path()), f.Expected) << entry.path();
@@ -464,8 +465,9 @@ TEST(FindStreamFormatCorpus, WholeFoldersOfOneFormat) {
 // Every corpus file, the hostile folders included: detection from a position inside a
 // larger stream gives what the file alone gives, and the position comes back.
 TEST(FindStreamFormatCorpus, EveryFileDetectsTheSameBehindAPrefix) {
+    PW_REQUIRE_CORPUS();
     int files = 0;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(kCorpus)) {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(CorpusRoot())) {
         if (!entry.is_regular_file() || entry.file_size() > 4u << 20) continue;
         std::ifstream in(entry.path(), std::ios::binary);
         Bytes data((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());

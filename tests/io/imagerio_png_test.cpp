@@ -5,6 +5,7 @@
 
 #include "image/bitmap.h"
 #include "io/imagerio.h"
+#include "tests/corpus.h"
 #include "tests/image/bitmaptestutil.h"
 #include "tests/io/pngtestutil.h"
 #include "tests/testutil.h"
@@ -12,12 +13,13 @@
 namespace {
 
 std::string SuiteFile(const std::string& Name) {
-    return std::string(PW_CORPUS_DIR) + "/pngsuite/" + Name;
+    return CorpusFile("pngsuite/" + Name);
 }
 
 } // namespace
 
 TEST(ImagerIOPng, LoadsByNameByContentAndFromAStream) {
+    PW_REQUIRE_CORPUS();
     TIEBitmap bitmap;
     TImagerIO io(&bitmap, false);
     int notified = 0;
@@ -47,6 +49,7 @@ TEST(ImagerIOPng, LoadsByNameByContentAndFromAStream) {
 }
 
 TEST(ImagerIOPng, FailuresSetAbortingOrRaise) {
+    PW_REQUIRE_CORPUS();
     TIEBitmap bitmap;
     TImagerIO io(&bitmap, false);
     int notified = 0;
@@ -55,9 +58,9 @@ TEST(ImagerIOPng, FailuresSetAbortingOrRaise) {
     EXPECT_TRUE(io.Aborting());
     EXPECT_EQ(notified, TImagerIO::NotifyFailure);
     // A JPEG handed to the PNG loader is refused, not misread.
-    EXPECT_FALSE(io.LoadFromFilePNG(std::string(PW_CORPUS_DIR) + "/libjpeg-turbo/testorig.jpg"));
+    EXPECT_FALSE(io.LoadFromFilePNG(CorpusFile("libjpeg-turbo/testorig.jpg")));
     EXPECT_TRUE(io.Aborting());
-    EXPECT_THROW(io.LoadFromFilePNG(SuiteFile("no-such-file.png")), std::exception);
+    EXPECT_THROW(io.LoadFromFilePNG(CorpusRoot() + "/pngsuite/no-such-file.png"), std::exception);
     EXPECT_TRUE(io.Aborting());
 }
 

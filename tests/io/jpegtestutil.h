@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <string>
 #include <vector>
 
 #include "image/bitmap.h"
@@ -102,8 +101,4 @@ inline std::vector<uint8_t> ExifBlock(int Orientation, uint32_t Resolution = 0, 
         put32(Resolution), put32(1);
     }
     return b;
-}
-
-inline std::string CorpusFile(const std::string& Name) {
-    return std::string(PW_CORPUS_DIR) + "/" + Name;
 }

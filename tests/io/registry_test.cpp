@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "io/registry.h"
+#include "tests/corpus.h"
 #include "tests/testutil.h"
 
 namespace {
@@ -227,16 +228,16 @@ TEST_F(FindFileFormatByName, OutsideRowsDecideByExtension) {
 }
 
 TEST(FindFileFormatCorpus, RealFilesThroughTheThreeModes) {
-    const std::string corpus = PW_CORPUS_DIR;
-    const std::string pngNamedJpg = corpus + "/jpeg-decoder/reftest/mozilla/jpg-size-6x6.jpg";
+    PW_REQUIRE_CORPUS();
+    const std::string pngNamedJpg = CorpusFile("jpeg-decoder/reftest/mozilla/jpg-size-6x6.jpg");
     EXPECT_EQ(FindFileFormat(pngNamedJpg, 0), 8);
     EXPECT_EQ(FindFileFormat(pngNamedJpg, 1), 0);
     EXPECT_EQ(FindFileFormat(pngNamedJpg, 2), 8);
     // A headerless Windows 1.x bitmap is found by its extension only.
-    const std::string headerless = corpus + "/cppbmploader-v1/2.bmp";
+    const std::string headerless = CorpusFile("cppbmploader-v1/2.bmp");
     EXPECT_EQ(FindFileFormat(headerless, 0), 0);
     EXPECT_EQ(FindFileFormat(headerless, 2), 5);
-    const std::string tiff = corpus + "/exif-samples/tiff/Arbitro.tiff";
+    const std::string tiff = CorpusFile("exif-samples/tiff/Arbitro.tiff");
     for (int mode : {0, 1, 2})
         EXPECT_EQ(FindFileFormat(tiff, mode), 1) << mode;
 }

@@ -1,11 +1,10 @@
 #include "io/codecs/jpeg.h"
 
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 
 #include "io/exif.h"
+#include "tests/corpus.h"
 #include "tests/io/jpegtestutil.h"
 
 namespace {
@@ -18,11 +17,6 @@ std::vector<uint8_t> OrangeJpeg(int32_t Width = 32, int32_t Height = 24) {
     TIOParams params;
     params.JPEG_Quality = 100;
     return EncodeJpeg(bitmap, params);
-}
-
-std::vector<uint8_t> ReadFile(const std::string& Path) {
-    std::ifstream file(Path, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), {});
 }
 
 // Every pixel of Bitmap (ie24RGB) within Tolerance of Colour.
@@ -281,7 +275,8 @@ TEST(JpegColourSpaces, CMYKNativeAndInvertedSamples) {
 }
 
 TEST(JpegColourSpaces, GreyFilesLoadAsRGBOrNativeGreyAndSaveAsGrey) {
-    const std::vector<uint8_t> file = ReadFile(CorpusFile("jpeg-decoder/reftest/mozilla/jpg-gray.jpg"));
+    PW_REQUIRE_CORPUS();
+    const std::vector<uint8_t> file = ReadCorpusFile("jpeg-decoder/reftest/mozilla/jpg-gray.jpg");
     ASSERT_FALSE(file.empty());
     TIEBitmap rgb, grey;
     TIOParams params, nativeParams;
@@ -500,12 +495,13 @@ TEST(JpegWriter, AnEmptyBitmapWritesNothing) {
 }
 
 TEST(JpegCorpus, DecodeIsCloseToTheOriginalPicture) {
+    PW_REQUIRE_CORPUS();
     // testorig.ppm is the picture testorig.jpg was made from.
-    const std::vector<uint8_t> ppm = ReadFile(CorpusFile("libjpeg-turbo/testorig.ppm"));
+    const std::vector<uint8_t> ppm = ReadCorpusFile("libjpeg-turbo/testorig.ppm");
     ASSERT_GT(ppm.size(), size_t(227) * 149 * 3);
     TIEBitmap bitmap;
     TIOParams params;
-    ASSERT_TRUE(DecodeJpeg(ReadFile(CorpusFile("libjpeg-turbo/testorig.jpg")), bitmap, params));
+    ASSERT_TRUE(DecodeJpeg(ReadCorpusFile("libjpeg-turbo/testorig.jpg"), bitmap, params));
     ASSERT_EQ(bitmap.Width(), 227);
     ASSERT_EQ(bitmap.Height(), 149);
     const size_t pixels = ppm.size() - size_t(227) * 149 * 3;
@@ -520,6 +516,7 @@ TEST(JpegCorpus, DecodeIsCloseToTheOriginalPicture) {
 }
 
 TEST(JpegCorpus, VariantsLoadWithTheirSpaces) {
+    PW_REQUIRE_CORPUS();
     struct TCase {
         const char* File;
         int32_t Width, Height;
@@ -537,7 +534,7 @@ TEST(JpegCorpus, VariantsLoadWithTheirSpaces) {
     for (const TCase& test : cases) {
         TIEBitmap bitmap;
         TIOParams params;
-        ASSERT_TRUE(DecodeJpeg(ReadFile(CorpusFile(test.File)), bitmap, params)) << test.File;
+        ASSERT_TRUE(DecodeJpeg(ReadCorpusFile(test.File), bitmap, params)) << test.File;
         EXPECT_EQ(bitmap.Width(), test.Width) << test.File;
         EXPECT_EQ(bitmap.Height(), test.Height) << test.File;
         EXPECT_EQ(params.JPEG_ColorSpace, test.Space) << test.File;
@@ -546,21 +543,20 @@ TEST(JpegCorpus, VariantsLoadWithTheirSpaces) {
     // 12-bit samples are not in this build of the library: a clean failure.
     TIEBitmap bitmap;
     TIOParams params;
-    EXPECT_FALSE(DecodeJpeg(ReadFile(CorpusFile("libjpeg-turbo/monkey12.jpg")), bitmap, params));
+    EXPECT_FALSE(DecodeJpeg(ReadCorpusFile("libjpeg-turbo/monkey12.jpg"), bitmap, params));
 }
 
 TEST(JpegCorpus, BadFilesNeverCrash) {
+    PW_REQUIRE_CORPUS();
     int files = 0;
     for (const char* folder :
          {"jpeg-decoder/crashtest-bad", "exif-samples/jpg/invalid-bad", "pillow/jpeg-bad"}) {
-        const std::filesystem::path path = CorpusFile(folder);
-        if (!std::filesystem::is_directory(path)) continue;
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(path)) {
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(CorpusFile(folder))) {
             if (!entry.is_regular_file()) continue;
             TIEBitmap bitmap;
             TIOParams params;
             params.JPEG_EnableAdjustOrientation = true;
-            const bool loaded = DecodeJpeg(ReadFile(entry.path().string()), bitmap, params);
+            const bool loaded = DecodeJpeg(ReadBytes(entry.path().string()), bitmap, params);
             // Either outcome is fine; a picture that loads has the size it claims.
             if (loaded) {
                 EXPECT_EQ(int64_t(bitmap.Width()) * bitmap.Height(), int64_t(params.Width) * params.Height);
@@ -572,16 +568,17 @@ TEST(JpegCorpus, BadFilesNeverCrash) {
 }
 
 TEST(JpegCorpus, OrientationSamplesComeOutUpright) {
+    PW_REQUIRE_CORPUS();
     for (const char* shape : {"landscape", "portrait"}) {
         const std::string folder = std::string("exif-samples/jpg/orientation/") + shape + "_";
         TIEBitmap upright;
         TIOParams uprightParams;
-        ASSERT_TRUE(DecodeJpeg(ReadFile(CorpusFile(folder + "1.jpg")), upright, uprightParams));
+        ASSERT_TRUE(DecodeJpeg(ReadCorpusFile(folder + "1.jpg"), upright, uprightParams));
         for (int orientation = 2; orientation <= 8; ++orientation) {
             TIEBitmap bitmap;
             TIOParams params;
             params.JPEG_EnableAdjustOrientation = true;
-            ASSERT_TRUE(DecodeJpeg(ReadFile(CorpusFile(folder + std::to_string(orientation) + ".jpg")),
+            ASSERT_TRUE(DecodeJpeg(ReadCorpusFile(folder + std::to_string(orientation) + ".jpg"),
                                    bitmap, params));
             ASSERT_EQ(bitmap.Width(), upright.Width()) << shape << orientation;
             ASSERT_EQ(bitmap.Height(), upright.Height()) << shape << orientation;

@@ -1,26 +1,20 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "image/bitmap.h"
 #include "io/codecs/png.h"
+#include "tests/corpus.h"
 #include "tests/image/bitmaptestutil.h"
 #include "tests/io/jpegtestutil.h"
 #include "tests/io/pngtestutil.h"
 
 namespace {
 
-std::vector<uint8_t> ReadFile(const std::string& Path) {
-    std::ifstream file(Path, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
 std::vector<uint8_t> Suite(const std::string& Name) {
-    return ReadFile(CorpusFile("pngsuite/" + Name));
+    return ReadCorpusFile("pngsuite/" + Name);
 }
 
 TRGB Grey(uint8_t v) {
@@ -428,6 +422,7 @@ TEST(PngRead, InflateStopsAtItsLimit) {
 }
 
 TEST(PngRead, ProgressCountsEveryRowOfEveryPassAndAHandlerStopsTheRead) {
+    PW_REQUIRE_CORPUS();
     TIEBitmap bitmap;
     TIOParams params;
     TPngLoad load = DecodePng(Suite("basi6a08.png"), bitmap, params);
@@ -636,6 +631,7 @@ TSuiteExpectation ExpectationFor(const std::string& Name) {
 } // namespace
 
 TEST(PngSuite, EveryValidFileLoadsAsItsColourTypeSays) {
+    PW_REQUIRE_CORPUS();
     int files = 0;
     for (const auto& entry : std::filesystem::directory_iterator(CorpusFile("pngsuite"))) {
         const std::string name = entry.path().filename().string();
@@ -643,7 +639,7 @@ TEST(PngSuite, EveryValidFileLoadsAsItsColourTypeSays) {
         ++files;
         TIEBitmap bitmap;
         TIOParams params;
-        ASSERT_TRUE(DecodePng(ReadFile(entry.path()), bitmap, params).Ok) << name;
+        ASSERT_TRUE(DecodePng(ReadBytes(entry.path()), bitmap, params).Ok) << name;
         const TSuiteExpectation expected = ExpectationFor(name);
         EXPECT_EQ(bitmap.PixelFormat(), expected.Format) << name;
         EXPECT_EQ(bitmap.HasAlphaChannel(), expected.Alpha) << name;
@@ -654,12 +650,13 @@ TEST(PngSuite, EveryValidFileLoadsAsItsColourTypeSays) {
 }
 
 TEST(PngSuite, CorruptFilesFailCleanly) {
+    PW_REQUIRE_CORPUS();
     int files = 0;
     for (const auto& entry : std::filesystem::directory_iterator(CorpusFile("pngsuite/x-corrupt"))) {
         ++files;
         TIEBitmap bitmap;
         TIOParams params;
-        EXPECT_FALSE(DecodePng(ReadFile(entry.path()), bitmap, params).Ok) << entry.path().filename();
+        EXPECT_FALSE(DecodePng(ReadBytes(entry.path()), bitmap, params).Ok) << entry.path().filename();
     }
     EXPECT_EQ(files, 14);
     // The regression files of another decoder: any outcome but a crash, and those that
@@ -667,7 +664,7 @@ TEST(PngSuite, CorruptFilesFailCleanly) {
     for (const auto& entry : std::filesystem::directory_iterator(CorpusFile("image-png/bugfixes-bad"))) {
         TIEBitmap bitmap;
         TIOParams params;
-        const bool ok = DecodePng(ReadFile(entry.path()), bitmap, params).Ok;
+        const bool ok = DecodePng(ReadBytes(entry.path()), bitmap, params).Ok;
         const std::string name = entry.path().filename().string();
         if (name == "x_ihdr_missing.png" || name == "x_unexpected_eof.png") {
             EXPECT_FALSE(ok) << name;
@@ -676,6 +673,7 @@ TEST(PngSuite, CorruptFilesFailCleanly) {
 }
 
 TEST(PngSuite, KnownPixelsOfSelectedFiles) {
+    PW_REQUIRE_CORPUS();
     TIEBitmap bitmap;
     TIOParams params;
     // basn0g01: the first row's last byte is FE, so only pixel 31 is black.
@@ -730,20 +728,20 @@ TEST(PngSuite, KnownPixelsOfSelectedFiles) {
               texts.PNG_TextKeys.end());
     // An eXIf chunk ahead of IHDR's neighbours: orientation 6 in big-endian TIFF.
     TIOParams exif;
-    ASSERT_TRUE(
-        DecodePng(ReadFile(CorpusFile("image-png/bugfixes/F-exif-chunk-early.png")), bitmap, exif).Ok);
+    ASSERT_TRUE(DecodePng(ReadCorpusFile("image-png/bugfixes/F-exif-chunk-early.png"), bitmap, exif).Ok);
     EXPECT_TRUE(exif.EXIF_HasEXIFData);
     EXPECT_EQ(exif.EXIF_Orientation, 6);
 }
 
 TEST(PngSuite, InterlacedFilesEqualTheirProgressiveTwins) {
+    PW_REQUIRE_CORPUS();
     int pairs = 0;
     for (const auto& entry : std::filesystem::directory_iterator(CorpusFile("pngsuite"))) {
         const std::string name = entry.path().filename().string();
         if (name.rfind("basi", 0) != 0) continue;
         TIEBitmap interlaced, plain;
         TIOParams paramsI, paramsN;
-        ASSERT_TRUE(DecodePng(ReadFile(entry.path()), interlaced, paramsI).Ok) << name;
+        ASSERT_TRUE(DecodePng(ReadBytes(entry.path()), interlaced, paramsI).Ok) << name;
         ASSERT_TRUE(DecodePng(Suite("basn" + name.substr(4)), plain, paramsN).Ok) << name;
         EXPECT_EQ(FirstDifference(interlaced, plain), "") << name;
         if (plain.HasAlphaChannel()) {
@@ -755,11 +753,12 @@ TEST(PngSuite, InterlacedFilesEqualTheirProgressiveTwins) {
 }
 
 TEST(PngSuite, EveryFileRoundTripsThroughTheWriter) {
+    PW_REQUIRE_CORPUS();
     for (const auto& entry : std::filesystem::directory_iterator(CorpusFile("pngsuite"))) {
         if (entry.path().extension() != ".png") continue;
         TIEBitmap bitmap, again;
         TIOParams params, read;
-        ASSERT_TRUE(DecodePng(ReadFile(entry.path()), bitmap, params).Ok);
+        ASSERT_TRUE(DecodePng(ReadBytes(entry.path()), bitmap, params).Ok);
         // The colour layout of the load is kept; a palette would be quantised, so the
         // depth and samples go to plain colour.
         params.SamplesPerPixel = bitmap.PixelFormat() == ie1g ? 1 : 3;
