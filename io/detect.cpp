@@ -61,6 +61,23 @@ size_t TiffTypeSize(uint16_t Type) {
     }
 }
 
+// The bytes of the first Count values of Entry, each TypeSize long: inline or at the
+// offset the entry gives; empty when they lie outside the data.
+std::vector<uint8_t> ValueBytes(TIEDetectSource& Source, const TIETiffHeader& Header,
+                                const TIETiffEntry& Entry, uint64_t Count, size_t TypeSize) {
+    const size_t fieldSize = Header.BigTIFF ? 8 : 4;
+    std::vector<uint8_t> bytes(size_t(Count) * TypeSize);
+    // The entry's own count, not the capped one, decides where the data lie.
+    if (Entry.Count <= fieldSize / TypeSize) {
+        std::memcpy(bytes.data(), Entry.Value, bytes.size());
+    } else {
+        const uint64_t offset =
+            Header.BigTIFF ? Get64(Entry.Value, Header.BigEndian) : Get32(Entry.Value, Header.BigEndian);
+        if (!Source.ReadAt(offset, bytes.data(), bytes.size())) bytes.clear();
+    }
+    return bytes;
+}
+
 // Values of an integer entry (SHORT, LONG, IFD, LONG8, IFD8), at most MaxCount of them,
 // inline or at the offset the entry gives.
 std::vector<uint64_t> ReadIntegers(TIEDetectSource& Source, const TIETiffHeader& Header,
@@ -71,17 +88,8 @@ std::vector<uint64_t> ReadIntegers(TIEDetectSource& Source, const TIETiffHeader&
         return values;
     const uint64_t count = std::min(Entry.Count, MaxCount);
     if (count == 0) return values;
-    const size_t fieldSize = Header.BigTIFF ? 8 : 4;
-    std::vector<uint8_t> bytes(size_t(count) * typeSize);
-    // Count, not the capped count, decides where the data lie.
-    if (Entry.Count <= fieldSize / typeSize) {
-        std::memcpy(bytes.data(), Entry.Value, bytes.size());
-    } else {
-        const uint64_t offset =
-            Header.BigTIFF ? Get64(Entry.Value, Header.BigEndian) : Get32(Entry.Value, Header.BigEndian);
-        if (!Source.ReadAt(offset, bytes.data(), bytes.size())) return values;
-    }
-    for (size_t i = 0; i < size_t(count); ++i) {
+    const std::vector<uint8_t> bytes = ValueBytes(Source, Header, Entry, count, typeSize);
+    for (size_t i = 0; i < bytes.size() / typeSize; ++i) {
         const uint8_t* p = bytes.data() + i * typeSize;
         values.push_back(typeSize == 2   ? Get16(p, Header.BigEndian)
                          : typeSize == 4 ? Get32(p, Header.BigEndian)
@@ -147,30 +155,66 @@ std::vector<uint64_t> IEReadTiffIntegers(TIEDetectSource& Source, const TIETiffH
     return ReadIntegers(Source, Header, Entry, MaxCount);
 }
 
-std::vector<double> IEReadTiffRationals(TIEDetectSource& Source, const TIETiffHeader& Header,
-                                        const TIETiffEntry& Entry, uint64_t MaxCount) {
+std::vector<double> IEReadTiffNumbers(TIEDetectSource& Source, const TIETiffHeader& Header,
+                                      const TIETiffEntry& Entry, uint64_t MaxCount) {
     std::vector<double> values;
-    if (Entry.Type != 5 && Entry.Type != 10) return values;
+    const size_t typeSize = TiffTypeSize(Entry.Type);
+    // ASCII and UNDEFINED have a size but hold no numbers.
+    if (typeSize == 0 || Entry.Type == 2 || Entry.Type == 7) return values;
     const uint64_t count = std::min(Entry.Count, MaxCount);
     if (count == 0) return values;
-    std::vector<uint8_t> bytes(size_t(count) * 8);
-    // A rational is 8 bytes: only BigTIFF holds one inline.
-    if (Header.BigTIFF && Entry.Count == 1) {
-        std::memcpy(bytes.data(), Entry.Value, 8);
-    } else {
-        const uint64_t offset =
-            Header.BigTIFF ? Get64(Entry.Value, Header.BigEndian) : Get32(Entry.Value, Header.BigEndian);
-        if (!Source.ReadAt(offset, bytes.data(), bytes.size())) return values;
-    }
-    for (size_t i = 0; i < size_t(count); ++i) {
-        const uint32_t numerator = Get32(bytes.data() + i * 8, Header.BigEndian);
-        const uint32_t denominator = Get32(bytes.data() + i * 8 + 4, Header.BigEndian);
-        if (denominator == 0)
-            values.push_back(0);
-        else if (Entry.Type == 10)
-            values.push_back(double(int32_t(numerator)) / double(int32_t(denominator)));
-        else
-            values.push_back(double(numerator) / double(denominator));
+    const std::vector<uint8_t> bytes = ValueBytes(Source, Header, Entry, count, typeSize);
+    const bool be = Header.BigEndian;
+    for (size_t i = 0; i < bytes.size() / typeSize; ++i) {
+        const uint8_t* p = bytes.data() + i * typeSize;
+        switch (Entry.Type) {
+        case 1:
+            values.push_back(p[0]);
+            break;
+        case 6:
+            values.push_back(int8_t(p[0]));
+            break;
+        case 3:
+            values.push_back(Get16(p, be));
+            break;
+        case 8:
+            values.push_back(int16_t(Get16(p, be)));
+            break;
+        case 9:
+            values.push_back(int32_t(Get32(p, be)));
+            break;
+        case 5:
+        case 10: {
+            const uint32_t numerator = Get32(p, be), denominator = Get32(p + 4, be);
+            if (denominator == 0)
+                values.push_back(0);
+            else if (Entry.Type == 10)
+                values.push_back(double(int32_t(numerator)) / double(int32_t(denominator)));
+            else
+                values.push_back(double(numerator) / double(denominator));
+            break;
+        }
+        case 11: {
+            const uint32_t bits = Get32(p, be);
+            float value;
+            std::memcpy(&value, &bits, sizeof value);
+            values.push_back(value);
+            break;
+        }
+        case 12: {
+            const uint64_t bits = Get64(p, be);
+            double value;
+            std::memcpy(&value, &bits, sizeof value);
+            values.push_back(value);
+            break;
+        }
+        case 17:
+            values.push_back(double(int64_t(Get64(p, be))));
+            break;
+        default: // LONG, IFD, LONG8, IFD8
+            values.push_back(double(typeSize == 4 ? Get32(p, be) : Get64(p, be)));
+            break;
+        }
     }
     return values;
 }

@@ -64,9 +64,11 @@ std::optional<TIETiffDirectory> IEReadTiffDirectory(TIEDetectSource& Source, con
 // inline or at the offset the entry gives; nothing for another type or data outside.
 std::vector<uint64_t> IEReadTiffIntegers(TIEDetectSource& Source, const TIETiffHeader& Header,
                                          const TIETiffEntry& Entry, uint64_t MaxCount);
-// Values of a RATIONAL or SRATIONAL entry, at most MaxCount; a zero denominator gives 0.
-std::vector<double> IEReadTiffRationals(TIEDetectSource& Source, const TIETiffHeader& Header,
-                                        const TIETiffEntry& Entry, uint64_t MaxCount);
+// Values of any numeric entry, at most MaxCount, each read by the type it is stored as:
+// the signed and unsigned integers, the rationals (a zero denominator gives 0) and the
+// floating-point types. Nothing for text, undefined bytes or data outside.
+std::vector<double> IEReadTiffNumbers(TIEDetectSource& Source, const TIETiffHeader& Header,
+                                      const TIETiffEntry& Entry, uint64_t MaxCount);
 
 // Tests whose data lie beyond the first bytes.
 bool IEIsHDPhoto(TIEDetectSource& Source);

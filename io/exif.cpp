@@ -1,5 +1,7 @@
 #include "io/exif.h"
 
+#include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <optional>
 
@@ -44,27 +46,34 @@ bool IEReadEXIFBlock(const std::vector<uint8_t>& Payload, TIOParams& Params) {
     std::optional<TIETiffDirectory> directory;
     if (header) directory = IEReadTiffDirectory(source, *header, header->FirstIFD);
     if (directory) {
-        auto integer = [&](uint16_t Tag, int32_t& Value) {
+        // Every tag is read by the type it is stored as: some cameras write the
+        // resolution as a SHORT or LONG instead of a RATIONAL.
+        auto number = [&](uint16_t Tag, double& Value) {
             if (const TIETiffEntry* entry = directory->Find(Tag)) {
-                const std::vector<uint64_t> values = IEReadTiffIntegers(source, *header, *entry, 1);
-                if (!values.empty()) Value = int32_t(values[0]);
-            }
-        };
-        auto rational = [&](uint16_t Tag, double& Value) {
-            if (const TIETiffEntry* entry = directory->Find(Tag)) {
-                const std::vector<double> values = IEReadTiffRationals(source, *header, *entry, 1);
+                const std::vector<double> values = IEReadTiffNumbers(source, *header, *entry, 1);
                 if (!values.empty()) Value = values[0];
             }
         };
+        // A value beyond the integer range is no orientation or unit, and converting it
+        // would be undefined.
+        auto integer = [&](uint16_t Tag, int32_t& Value) {
+            double value = NAN;
+            number(Tag, value);
+            if (value >= INT32_MIN && value <= INT32_MAX) Value = int32_t(value);
+        };
         integer(kTagOrientation, orientation);
-        rational(kTagXResolution, xResolution);
-        rational(kTagYResolution, yResolution);
+        number(kTagXResolution, xResolution);
+        number(kTagYResolution, yResolution);
         integer(kTagResolutionUnit, unit);
     }
     if (unit == 3) {
         xResolution *= 2.54;
         yResolution *= 2.54;
     }
+    // A resolution that no density can be (0, negative, beyond 65535, not a number) is
+    // taken as missing, so the default stands in for it as for an absent tag.
+    if (!IEIsValidDensity(xResolution)) xResolution = settings.DefaultDpiX();
+    if (!IEIsValidDensity(yResolution)) yResolution = settings.DefaultDpiY();
     Params.EXIF_HasEXIFData = true;
     Params.EXIF_Orientation = orientation;
     Params.TIFF_Orientation = orientation;

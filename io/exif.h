@@ -17,7 +17,8 @@ bool IEIsEXIFBlock(const std::vector<uint8_t>& Payload);
 // the fields keep their defaults. EXIF_Orientation and TIFF_Orientation come from tag
 // 274 (default 1); EXIF_XResolution and EXIF_YResolution from 282 and 283 (default the
 // engine's default DPI), in dots per inch: a unit of 3 (centimetres) multiplies them by
-// 2.54, and EXIF_ResolutionUnit keeps the unit as stored (default 2).
+// 2.54, and EXIF_ResolutionUnit keeps the unit as stored (default 2). Tags are read by
+// their stored type; a resolution that isn't a valid density gets the default.
 bool IEReadEXIFBlock(const std::vector<uint8_t>& Payload, TIOParams& Params);
 
 // Writes Orientation into the block's tag 274 in place. False, with the block unchanged,

@@ -171,3 +171,8 @@ void TIOParams::UpdateBitDepth(TIEPixelFormat PixelFormat) {
         break;
     }
 }
+
+bool IEIsValidDensity(double Dpi) {
+    // The comparisons are false for NaN as well.
+    return Dpi >= 1 && Dpi < 65536;
+}

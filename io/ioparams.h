@@ -293,3 +293,8 @@ class TIOParams : public TIOParamsGeneral,
     // Bit depth, channel count and colour space as a bitmap of that format is written.
     void UpdateBitDepth(TIEPixelFormat PixelFormat);
 };
+
+// Whether a resolution in dots per inch, cut to whole dots, fits the 16-bit density of a
+// JFIF header: 1 to 65535. Anything else (0, negative, larger, not a number) is no
+// density at all; readers take it as absent and writers never write it.
+bool IEIsValidDensity(double Dpi);

@@ -210,12 +210,16 @@ int32_t ReadJpegStream(TIEStream& Stream, TIEStream* TableStream, TIEBitmap& Bit
     if (IEIsAborting(Progress)) return finish(0);
 
     const int32_t densityUnit = codec.Decomp_GetDensityUnit();
-    if (densityUnit == 0 || densityUnit == 1) {
-        IOParams.DpiX = codec.Decomp_GetXDensity();
-        IOParams.DpiY = codec.Decomp_GetYDensity();
-    } else if (densityUnit == kDensityPerCentimetre) {
-        IOParams.DpiX = int32_t(codec.Decomp_GetXDensity() * 2.54);
-        IOParams.DpiY = int32_t(codec.Decomp_GetYDensity() * 2.54);
+    if (densityUnit == 0 || densityUnit == 1 || densityUnit == kDensityPerCentimetre) {
+        const double scale = densityUnit == kDensityPerCentimetre ? 2.54 : 1;
+        const int32_t x = int32_t(codec.Decomp_GetXDensity() * scale);
+        const int32_t y = int32_t(codec.Decomp_GetYDensity() * scale);
+        // A density no header could hold (0, or beyond 65535 once in inches) is taken
+        // as no JFIF density at all: 1 by 1, as a file without one reads, which leaves
+        // the resolution to EXIF.
+        const bool valid = IEIsValidDensity(x) && IEIsValidDensity(y);
+        IOParams.DpiX = valid ? x : 1;
+        IOParams.DpiY = valid ? y : 1;
     }
 
     CopyMarkers(codec, IOParams.JPEG_MarkerList);
@@ -224,10 +228,13 @@ int32_t ReadJpegStream(TIEStream& Stream, TIEStream* TableStream, TIEBitmap& Bit
         const bool exif = ReadMetadata(IOParams);
         // A JFIF density of 1 by 1 is the stored default and says nothing. The EXIF
         // resolution is already in dots per inch (the block reader converts a
-        // centimetre unit), so it is only cut to whole dots here.
+        // centimetre unit), so it is only cut to whole dots here. Without an EXIF
+        // block it may hold anything; what isn't a density becomes 0, which the
+        // writer replaces by its default.
         if (IOParams.DpiX == 1 && IOParams.DpiY == 1) {
-            IOParams.DpiX = int32_t(IOParams.EXIF_XResolution);
-            IOParams.DpiY = int32_t(IOParams.EXIF_YResolution);
+            const auto density = [](double Dpi) { return IEIsValidDensity(Dpi) ? int32_t(Dpi) : 0; };
+            IOParams.DpiX = density(IOParams.EXIF_XResolution);
+            IOParams.DpiY = density(IOParams.EXIF_YResolution);
         }
         orientationArmed = exif && IOParams.JPEG_EnableAdjustOrientation && !Preview;
     }
@@ -439,10 +446,19 @@ void WriteJpegStream(TIEStream& Stream, TIEBitmap& Bitmap, TIOParams& IOParams, 
     codec.Comp_SetDefaults();
     codec.Comp_SetColorSpace(jpegSpace);
 
+    // Dots per inch always. A density the header can't hold is never written: the
+    // default takes its place, and without a valid default the header gives only the
+    // aspect ratio, 1 by 1 with no unit.
     TIEGlobalSettings& settings = IEGlobalSettings();
-    codec.Comp_SetDensityUnit(1);
-    codec.Comp_SetXDensity(IOParams.DpiX != 0 ? IOParams.DpiX : settings.DefaultDpiX());
-    codec.Comp_SetYDensity(IOParams.DpiY != 0 ? IOParams.DpiY : settings.DefaultDpiY());
+    const auto density = [](int32_t Dpi, int32_t Default) {
+        return IEIsValidDensity(Dpi) ? Dpi : IEIsValidDensity(Default) ? Default : 0;
+    };
+    const int32_t xDensity = density(IOParams.DpiX, settings.DefaultDpiX());
+    const int32_t yDensity = density(IOParams.DpiY, settings.DefaultDpiY());
+    const bool known = xDensity != 0 && yDensity != 0;
+    codec.Comp_SetDensityUnit(known ? 1 : 0);
+    codec.Comp_SetXDensity(known ? xDensity : 1);
+    codec.Comp_SetYDensity(known ? yDensity : 1);
     codec.Comp_SetDCTMethod(IOParams.JPEG_DCTMethod);
     codec.Comp_SetOptimizeCoding(IOParams.JPEG_OptimalHuffman);
     codec.Comp_SetSmoothingFactor(IOParams.JPEG_Smooth);

@@ -1,6 +1,7 @@
 #include "io/codecs/png.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <mutex>
 
@@ -390,8 +391,13 @@ void EncodeWith(TIEGenericPngW& Writer, TIEStream& Stream, TIEBitmap& Bitmap, TI
         Writer.setPalette(plan.Palette);
         if (plan.WithAlpha) Writer.setTRNS({0});
     }
-    Writer.setPHYS(uint32_t(std::max(0, IERound(IOParams.DpiX * 100 / 2.54))),
-                   uint32_t(std::max(0, IERound(IOParams.DpiY * 100 / 2.54))));
+    // Pixels per metre, in floating point: a large resolution times 100 overflows an
+    // integer. A pHYs value holds at most 2^31 - 1.
+    const auto perMetre = [](int32_t Dpi) {
+        return uint32_t(std::clamp(std::nearbyint(Dpi * 100.0 / 2.54), 0.0, 2147483647.0));
+    };
+    Writer.setPHYS(perMetre(IOParams.DpiX), perMetre(IOParams.DpiY));
+
     const int32_t filter = IOParams.PNG_Filter;
     Writer.setFilter(kFilterMasks[filter >= 0 && filter <= ioPNG_FILTER_ALL ? filter : 0]);
     Writer.setBackground(IOParams.PNG_Background, plan.BackgroundIndex);

@@ -73,8 +73,10 @@ inline int CountSegments(const std::vector<TJpegSegment>& Segments, uint8_t Mark
 }
 
 // An EXIF APP1 payload, little-endian: IFD0 with the orientation and, when Unit isn't 0,
-// the resolution tags.
-inline std::vector<uint8_t> ExifBlock(int Orientation, uint32_t Resolution = 0, int Unit = 0) {
+// the resolution tags of Type: Resolution / 1 for RATIONAL (5) and SRATIONAL (10),
+// Resolution itself for SHORT (3), LONG (4) and SLONG (9).
+inline std::vector<uint8_t> ExifBlock(int Orientation, uint32_t Resolution = 0, int Unit = 0,
+                                      uint16_t Type = 5) {
     std::vector<uint8_t> b = {'E', 'x', 'i', 'f', 0, 0, 'I', 'I', 42, 0, 8, 0, 0, 0};
     // Byte by byte: inserting an initializer list here trips a false -Warray-bounds in GCC 12.
     auto put16 = [&](uint32_t v) {
@@ -85,18 +87,26 @@ inline std::vector<uint8_t> ExifBlock(int Orientation, uint32_t Resolution = 0, 
         put16(v & 0xFFFF);
         put16(v >> 16);
     };
+    const bool rational = Type == 5 || Type == 10;
     const int count = Unit ? 4 : 1;
     // IFD at 8; its data behind the entries and the next-IFD word.
     const uint32_t data = 8 + 2 + uint32_t(count) * 12 + 4;
     put16(uint32_t(count));
     put16(274), put16(3), put32(1), put16(uint32_t(Orientation)), put16(0);
     if (Unit) {
-        put16(282), put16(5), put32(1), put32(data);
-        put16(283), put16(5), put32(1), put32(data + 8);
+        for (uint32_t tag : {282u, 283u}) {
+            put16(tag), put16(Type), put32(1);
+            if (rational)
+                put32(tag == 282 ? data : data + 8);
+            else if (Type == 3)
+                put16(Resolution), put16(0);
+            else
+                put32(Resolution);
+        }
         put16(296), put16(3), put32(1), put16(uint32_t(Unit)), put16(0);
     }
     put32(0);
-    if (Unit) {
+    if (Unit && rational) {
         put32(Resolution), put32(1);
         put32(Resolution), put32(1);
     }

@@ -352,52 +352,85 @@ TEST(JpegMarkers, TheAdobeMarkerIsLeftToTheLibrary) {
 
 TEST(JpegDensity, JFIFWinsAndEXIFFillsInForOneByOne) {
     struct TCase {
-        int32_t JfifDpi;
+        uint8_t Unit;
+        uint16_t Jfif; // both axes
         std::vector<uint8_t> Exif;
         int32_t Expected;
     };
     const TCase cases[] = {
-        {300, ExifBlock(1, 72, 2), 300}, // a real JFIF density wins
-        {1, ExifBlock(1, 72, 2), 72},    // 1 by 1 says nothing
-        {1, ExifBlock(1, 100, 3), 254},  // dots per centimetre
-        {1, ExifBlock(1), 300},          // EXIF without resolution: the default
-        {1, {}, 0},                      // neither: 0, which the writer turns into 300
-        {96, {}, 96},
+        {1, 300, ExifBlock(1, 72, 2), 300}, // a real JFIF density wins
+        {1, 1, ExifBlock(1, 72, 2), 72},    // 1 by 1 says nothing
+        {1, 1, ExifBlock(1, 100, 3), 254},  // dots per centimetre
+        {1, 1, ExifBlock(1), 300},          // EXIF without resolution: the default
+        {1, 1, {}, 0},                      // neither: 0, which the writer turns into 300
+        {1, 96, {}, 96},
+        {2, 100, {}, 254},
+        // A JFIF density no header can hold (0, or 76200 dots per inch) is no density.
+        {1, 0, ExifBlock(1, 72, 2), 72},
+        {2, 30000, ExifBlock(1, 72, 2), 72},
+        // Neither is such an EXIF resolution: the default stands in as for a missing tag.
+        {1, 1, ExifBlock(1, 4294967295u, 2), 300},
+        {1, 1, ExifBlock(1, 0, 2), 300},
+        {1, 1, ExifBlock(1, uint32_t(-72), 2, 10), 300},
+        {1, 1, ExifBlock(1, 30000, 3), 300},
+        // Resolutions stored as integers are read as such.
+        {1, 1, ExifBlock(1, 72, 2, 3), 72},
+        {1, 1, ExifBlock(1, 96, 2, 9), 96},
     };
     for (const TCase& test : cases) {
         TIEBitmap bitmap;
         FillRGB(bitmap, 8, 8, kOrange);
         TIOParams params;
-        params.DpiX = params.DpiY = test.JfifDpi;
         if (!test.Exif.empty())
             params.JPEG_MarkerList.AddMarker(0xE1, test.Exif.data(), uint16_t(test.Exif.size()));
+        std::vector<uint8_t> file = EncodeJpeg(bitmap, params);
+        // JFIF: units at byte 13, X density at 14, Y density at 16.
+        file[13] = test.Unit;
+        file[14] = file[16] = uint8_t(test.Jfif >> 8);
+        file[15] = file[17] = uint8_t(test.Jfif);
         TIEBitmap loaded;
         TIOParams read;
-        ASSERT_TRUE(DecodeJpeg(EncodeJpeg(bitmap, params), loaded, read));
-        EXPECT_EQ(read.DpiX, test.Expected) << test.JfifDpi << " " << test.Exif.size();
-        EXPECT_EQ(read.DpiY, test.Expected);
+        ASSERT_TRUE(DecodeJpeg(file, loaded, read));
+        const std::string name =
+            std::to_string(test.Unit) + " " + std::to_string(test.Jfif) + " " + std::to_string(&test - cases);
+        EXPECT_EQ(read.DpiX, test.Expected) << name;
+        EXPECT_EQ(read.DpiY, test.Expected) << name;
+        const std::vector<uint8_t> saved = EncodeJpeg(loaded, read);
+        EXPECT_EQ(saved[14] << 8 | saved[15], test.Expected ? test.Expected : 300) << name;
     }
 }
 
-TEST(JpegDensity, DotsPerCentimetreAndTheWritersDefault) {
-    TIEBitmap bitmap;
-    FillRGB(bitmap, 8, 8, kOrange);
-    TIOParams params;
-    params.DpiX = 0;
-    params.DpiY = 72;
-    std::vector<uint8_t> file = EncodeJpeg(bitmap, params);
-    // JFIF: units at byte 13, X density at 14, Y density at 16.
-    ASSERT_EQ(file[13], 1);
-    EXPECT_EQ(file[14] << 8 | file[15], 300);
-    EXPECT_EQ(file[16] << 8 | file[17], 72);
-    file[13] = 2;
-    file[14] = 0, file[15] = 100;
-    file[16] = 0, file[17] = 50;
-    TIEBitmap loaded;
-    TIOParams read;
-    ASSERT_TRUE(DecodeJpeg(file, loaded, read));
-    EXPECT_EQ(read.DpiX, 254);
-    EXPECT_EQ(read.DpiY, 127);
+TEST(JpegDensity, TheWriterWritesOnlyWhatTheHeaderCanHold) {
+    struct TCase {
+        int32_t Dpi, DefaultDpi;
+        uint8_t Unit;
+        int32_t Written;
+    };
+    const TCase cases[] = {
+        {72, 300, 1, 72},
+        {65535, 300, 1, 65535},
+        {0, 300, 1, 300},
+        {-5, 300, 1, 300},
+        {65536, 300, 1, 300},
+        // Without a default it can hold: no unit and the aspect ratio 1 by 1.
+        {0, 0, 0, 1},
+    };
+    TIEGlobalSettings& settings = IEGlobalSettings();
+    const int32_t savedX = settings.DefaultDpiX(), savedY = settings.DefaultDpiY();
+    for (const TCase& test : cases) {
+        settings.SetDefaultDpiX(test.DefaultDpi);
+        settings.SetDefaultDpiY(test.DefaultDpi);
+        TIEBitmap bitmap;
+        FillRGB(bitmap, 8, 8, kOrange);
+        TIOParams params;
+        params.DpiX = params.DpiY = test.Dpi;
+        const std::vector<uint8_t> file = EncodeJpeg(bitmap, params);
+        EXPECT_EQ(file[13], test.Unit) << test.Dpi;
+        EXPECT_EQ(file[14] << 8 | file[15], test.Written) << test.Dpi;
+        EXPECT_EQ(file[16] << 8 | file[17], test.Written) << test.Dpi;
+    }
+    settings.SetDefaultDpiX(savedX);
+    settings.SetDefaultDpiY(savedY);
 }
 
 TEST(JpegOrientation, EXIFOrientationTurnsThePictureAndIsReset) {
@@ -544,6 +577,20 @@ TEST(JpegCorpus, VariantsLoadWithTheirSpaces) {
     TIEBitmap bitmap;
     TIOParams params;
     EXPECT_FALSE(DecodeJpeg(ReadCorpusFile("libjpeg-turbo/monkey12.jpg"), bitmap, params));
+}
+
+TEST(JpegCorpus, CameraResolutionsOutOfRangeOrStoredAsIntegers) {
+    PW_REQUIRE_CORPUS();
+    // Both have a JFIF density of 1 by 1. exif_gps says 4294967295 dots per inch across
+    // and nothing down; exif-72dpi-int stores 72 as SLONG.
+    for (auto [file, dpi] :
+         {std::pair("pillow/jpeg/exif_gps.jpg", 300), std::pair("pillow/jpeg/exif-72dpi-int.jpg", 72)}) {
+        TIEBitmap bitmap;
+        TIOParams params;
+        ASSERT_TRUE(DecodeJpeg(ReadCorpusFile(file), bitmap, params)) << file;
+        EXPECT_EQ(params.DpiX, dpi) << file;
+        EXPECT_EQ(params.DpiY, dpi) << file;
+    }
 }
 
 TEST(JpegCorpus, BadFilesNeverCrash) {

@@ -563,7 +563,7 @@ TEST(PngWrite, InterlaceResolutionTextAndFilterReachTheFile) {
     TIOParams params;
     params.PNG_Interlaced = true;
     params.DpiX = 96;
-    params.DpiY = 300;
+    params.DpiY = 54545454; // 2147458819 pixels per metre, near the largest a pHYs holds
     params.PNG_Filter = ioPNG_FILTER_PAETH;
     params.PNG_Compression = 9;
     params.PNG_TextKeys = {"Title", "Unpaired"};
@@ -577,7 +577,7 @@ TEST(PngWrite, InterlaceResolutionTextAndFilterReachTheFile) {
     EXPECT_TRUE(read.PNG_Interlaced);
     // 96 dpi are stored as 3780 pixels per metre, which read back as 96.
     EXPECT_EQ(read.DpiX, 96);
-    EXPECT_EQ(read.DpiY, 300);
+    EXPECT_EQ(read.DpiY, 54545454);
     EXPECT_EQ(read.PNG_TextKeys, (std::vector<std::string>{"Title"}));
     EXPECT_EQ(read.PNG_TextValues, (std::vector<std::string>{"Picture"}));
 }
