@@ -19,16 +19,20 @@ bool RowsAreStable(const TIEBitmap& Bitmap) {
     return Bitmap.Location() != ieFile;
 }
 
-template <typename TSourceOf> void CopyTurned(TIEBitmap& Source, TIEBitmap& Target, TSourceOf SourceOf) {
+bool BitAt(const uint8_t* Row, int32_t x) {
+    return (Row[x >> 3] & (0x80 >> (x & 7))) != 0;
+}
+
+void SetBit(uint8_t* Row, int32_t x, bool Value) {
+    const uint8_t mask = uint8_t(0x80 >> (x & 7));
+    Row[x >> 3] = Value ? uint8_t(Row[x >> 3] | mask) : uint8_t(Row[x >> 3] & ~mask);
+}
+
+// Each row of Target is gathered in a buffer from the Source pixels SourceOf names, then
+// stored. False as soon as a row can't be had.
+template <typename TSourceOf> bool CopyTurned(TIEBitmap& Source, TIEBitmap& Target, TSourceOf SourceOf) {
     const int32_t width = Target.Width(), height = Target.Height();
-    if (Source.PixelFormat() == ie1g) {
-        for (int32_t y = 0; y < height; ++y)
-            for (int32_t x = 0; x < width; ++x) {
-                const auto [sx, sy] = SourceOf(x, y);
-                Target.SetPixels_ie1g(x, y, Source.GetPixels_ie1g(sx, sy));
-            }
-        return;
-    }
+    const bool bits = Source.PixelFormat() == ie1g;
     const int32_t bpp = BytesPerPixel(Source);
     std::vector<uint8_t*> sourceRows;
     if (RowsAreStable(Source)) {
@@ -36,35 +40,41 @@ template <typename TSourceOf> void CopyTurned(TIEBitmap& Source, TIEBitmap& Targ
         for (int32_t y = 0; y < Source.Height(); ++y)
             sourceRows[size_t(y)] = static_cast<uint8_t*>(Source.GetScanline(y));
     }
-    std::vector<uint8_t> row(size_t(width) * size_t(bpp));
+    std::vector<uint8_t> row(bits ? size_t(width + 7) / 8 : size_t(width) * size_t(bpp));
     for (int32_t y = 0; y < height; ++y) {
         uint8_t* out = row.data();
         for (int32_t x = 0; x < width; ++x, out += bpp) {
             const auto [sx, sy] = SourceOf(x, y);
             const uint8_t* in =
                 sourceRows.empty() ? static_cast<uint8_t*>(Source.GetScanline(sy)) : sourceRows[size_t(sy)];
-            std::memcpy(out, in + size_t(sx) * size_t(bpp), size_t(bpp));
+            if (!in) return false;
+            if (bits)
+                SetBit(row.data(), x, BitAt(in, sx));
+            else
+                std::memcpy(out, in + size_t(sx) * size_t(bpp), size_t(bpp));
         }
-        std::memcpy(Target.GetScanline(y), row.data(), row.size());
+        void* target = Target.GetScanline(y);
+        if (!target) return false;
+        std::memcpy(target, row.data(), row.size());
     }
+    return true;
 }
 
-void FlipHorizontalPixels(TIEBitmap& Bitmap) {
+bool FlipHorizontalPixels(TIEBitmap& Bitmap) {
     const int32_t width = Bitmap.Width();
-    if (Bitmap.PixelFormat() == ie1g) {
-        for (int32_t y = 0; y < Bitmap.Height(); ++y)
-            for (int32_t x = 0; x < width / 2; ++x) {
-                const bool left = Bitmap.GetPixels_ie1g(x, y);
-                Bitmap.SetPixels_ie1g(x, y, Bitmap.GetPixels_ie1g(width - 1 - x, y));
-                Bitmap.SetPixels_ie1g(width - 1 - x, y, left);
-            }
-        return;
-    }
+    const bool bits = Bitmap.PixelFormat() == ie1g;
     const size_t bpp = size_t(BytesPerPixel(Bitmap));
     uint8_t pixel[16];
     for (int32_t y = 0; y < Bitmap.Height(); ++y) {
         uint8_t* row = static_cast<uint8_t*>(Bitmap.GetScanline(y));
+        if (!row) return false;
         for (int32_t x = 0; x < width / 2; ++x) {
+            if (bits) {
+                const bool left = BitAt(row, x);
+                SetBit(row, x, BitAt(row, width - 1 - x));
+                SetBit(row, width - 1 - x, left);
+                continue;
+            }
             uint8_t* left = row + size_t(x) * bpp;
             uint8_t* right = row + size_t(width - 1 - x) * bpp;
             std::memcpy(pixel, left, bpp);
@@ -72,27 +82,38 @@ void FlipHorizontalPixels(TIEBitmap& Bitmap) {
             std::memcpy(right, pixel, bpp);
         }
     }
+    return true;
 }
 
-void FlipVerticalPixels(TIEBitmap& Bitmap) {
+bool FlipVerticalPixels(TIEBitmap& Bitmap) {
     const size_t length = size_t(IEComputeRowLen(Bitmap.Width(), Bitmap.BitCount(), 8));
-    std::vector<uint8_t> top(length), bottom(length);
+    std::vector<uint8_t> top(length);
     for (int32_t y = 0, other = Bitmap.Height() - 1; y < other; ++y, --other) {
-        std::memcpy(top.data(), Bitmap.GetScanline(y), length);
-        std::memcpy(bottom.data(), Bitmap.GetScanline(other), length);
-        std::memcpy(Bitmap.GetScanline(y), bottom.data(), length);
-        std::memcpy(Bitmap.GetScanline(other), top.data(), length);
+        // Both rows at once: on file-backed storage a scanline lasts only until the next.
+        auto* upper = static_cast<uint8_t*>(Bitmap.GetRow(y));
+        auto* lower = static_cast<uint8_t*>(Bitmap.GetRow(other));
+        if (upper && lower) {
+            std::memcpy(top.data(), upper, length);
+            std::memcpy(upper, lower, length);
+            std::memcpy(lower, top.data(), length);
+        }
+        Bitmap.FreeRow(y);
+        Bitmap.FreeRow(other);
+        if (!upper || !lower) return false;
     }
+    return true;
 }
 
-// The alpha plane follows the pixels through every step.
-template <typename TStep> void WithAlpha(TIEBitmap& Bitmap, TStep Step) {
+// The alpha plane follows the pixels through every step; it stays with the bitmap also
+// when a step fails.
+template <typename TStep> bool WithAlpha(TIEBitmap& Bitmap, TStep Step) {
     std::unique_ptr<TIEBitmap> alpha = Bitmap.DetachAlphaChannel(false);
-    Step(Bitmap);
+    bool done = Step(Bitmap);
     if (alpha) {
-        Step(*alpha);
+        done = done && Step(*alpha);
         Bitmap.ReplaceAlphaChannel(std::move(alpha));
     }
+    return done;
 }
 
 bool RotatePixels(TIEBitmap& Bitmap, bool CounterClockwise) {
@@ -101,26 +122,28 @@ bool RotatePixels(TIEBitmap& Bitmap, bool CounterClockwise) {
     turned.SetLocation(Bitmap.Location());
     if (!turned.Allocate(height, width, Bitmap.PixelFormat())) return false;
     if (Bitmap.PixelFormat() == ie8p) Bitmap.CopyPaletteTo(turned);
-    if (CounterClockwise)
-        CopyTurned(Bitmap, turned, [&](int32_t x, int32_t y) { return std::pair(width - 1 - y, x); });
-    else
-        CopyTurned(Bitmap, turned, [&](int32_t x, int32_t y) { return std::pair(y, height - 1 - x); });
-    turned.SwitchTo(Bitmap);
-    return true;
+    const bool done =
+        CounterClockwise
+            ? CopyTurned(Bitmap, turned, [&](int32_t x, int32_t y) { return std::pair(width - 1 - y, x); })
+            : CopyTurned(Bitmap, turned, [&](int32_t x, int32_t y) { return std::pair(y, height - 1 - x); });
+    if (done) turned.SwitchTo(Bitmap);
+    return done;
 }
 
 } // namespace
 
-void IEFlipHorizontal(TIEBitmap& Bitmap) {
-    if (Bitmap.IsEmpty()) return;
-    WithAlpha(Bitmap, FlipHorizontalPixels);
+bool IEFlipHorizontal(TIEBitmap& Bitmap) {
+    if (Bitmap.IsEmpty()) return true;
+    const bool done = WithAlpha(Bitmap, FlipHorizontalPixels);
     Bitmap.Changed();
+    return done;
 }
 
-void IEFlipVertical(TIEBitmap& Bitmap) {
-    if (Bitmap.IsEmpty()) return;
-    WithAlpha(Bitmap, FlipVerticalPixels);
+bool IEFlipVertical(TIEBitmap& Bitmap) {
+    if (Bitmap.IsEmpty()) return true;
+    const bool done = WithAlpha(Bitmap, FlipVerticalPixels);
     Bitmap.Changed();
+    return done;
 }
 
 bool IERotate90(TIEBitmap& Bitmap, bool CounterClockwise) {
@@ -136,35 +159,25 @@ bool IERotate90(TIEBitmap& Bitmap, bool CounterClockwise) {
     return done;
 }
 
-void IEAdjustOrientation(TIEBitmap& Bitmap, int32_t Orientation) {
+bool IEAdjustOrientation(TIEBitmap& Bitmap, int32_t Orientation) {
     switch (Orientation) {
     case 2:
-        IEFlipHorizontal(Bitmap);
-        break;
+        return IEFlipHorizontal(Bitmap);
     case 3:
-        IEFlipVertical(Bitmap);
-        IEFlipHorizontal(Bitmap);
-        break;
+        return IEFlipVertical(Bitmap) && IEFlipHorizontal(Bitmap);
     case 4:
-        IEFlipVertical(Bitmap);
-        break;
+        return IEFlipVertical(Bitmap);
     // 5 and 7 are mirror images: the flip comes before the quarter turn, or the
     // picture ends upside down.
     case 5:
-        IEFlipHorizontal(Bitmap);
-        IERotate90(Bitmap, true);
-        break;
+        return IEFlipHorizontal(Bitmap) && IERotate90(Bitmap, true);
     case 6:
-        IERotate90(Bitmap, false);
-        break;
+        return IERotate90(Bitmap, false);
     case 7:
-        IEFlipHorizontal(Bitmap);
-        IERotate90(Bitmap, false);
-        break;
+        return IEFlipHorizontal(Bitmap) && IERotate90(Bitmap, false);
     case 8:
-        IERotate90(Bitmap, true);
-        break;
+        return IERotate90(Bitmap, true);
     default:
-        break;
+        return true;
     }
 }

@@ -365,8 +365,9 @@ int32_t ReadJpegStream(TIEStream& Stream, TIEStream* TableStream, TIEBitmap& Bit
             IOParams.JPEG_WarningTot = warnings;
             IOParams.JPEG_WarningCode = codec.GetErrMsgCode();
         }
-        if (orientationArmed) {
-            IEAdjustOrientation(Bitmap, IOParams.EXIF_Orientation);
+        if (orientationArmed && !IEAdjustOrientation(Bitmap, IOParams.EXIF_Orientation)) {
+            IESetAborting(Progress);
+        } else if (orientationArmed) {
             IOParams.Width = Bitmap.Width();
             IOParams.Height = Bitmap.Height();
             IOParams.EXIF_Orientation = 1;
@@ -503,6 +504,7 @@ void WriteJpegStream(TIEStream& Stream, TIEBitmap& Bitmap, TIOParams& IOParams, 
     int32_t written = 0;
     for (int32_t y = 0; y < height && !IEIsAborting(Progress); ++y) {
         uint8_t* scanline = static_cast<uint8_t*>(image->GetScanline(y));
+        if (!scanline) break;
         uint8_t* row = scanline;
         if (inputComponents == 4) {
             const TRGB* in = reinterpret_cast<const TRGB*>(scanline);

@@ -144,8 +144,14 @@ bool ReadRows(TIEGenericPngR& Reader, const TReadPlan& Plan, TIEBitmap& Bitmap, 
     if (Plan.Format == ie1g && width % 8 != 0) {
         // libpng leaves the bits behind the last pixel as it found them; the bitmap's
         // memory is not cleared on allocation.
-        for (int32_t y = 0; y < height; ++y)
-            static_cast<uint8_t*>(Bitmap.GetScanline(y))[rowBytes - 1] = 0;
+        for (int32_t y = 0; y < height; ++y) {
+            auto* target = static_cast<uint8_t*>(Bitmap.GetScanline(y));
+            if (!target) {
+                IESetAborting(Progress);
+                return false;
+            }
+            target[rowBytes - 1] = 0;
+        }
     }
     const double per1 = 100.0 / (double(height) * Plan.Passes);
     Progress.per1 = per1;
@@ -153,15 +159,18 @@ bool ReadRows(TIEGenericPngR& Reader, const TReadPlan& Plan, TIEBitmap& Bitmap, 
     for (int32_t pass = 0; pass < Plan.Passes; ++pass) {
         for (int32_t y = 0; y < height; ++y) {
             if (IEIsAborting(Progress)) return false;
-            uint8_t* row = buffered ? buffer.data() + (bufferRows > 1 ? size_t(y) * rowBytes : 0)
-                                    : static_cast<uint8_t*>(Bitmap.GetScanline(y));
-            if (!Reader.Decomp_readRows(row)) return false;
-            if (Plan.Channels == 4) {
-                SplitAlphaRow(row, width, static_cast<uint8_t*>(Bitmap.GetScanline(y)),
-                              static_cast<uint8_t*>(alpha->GetScanline(y)));
-            } else if (Plan.PackedPalette) {
-                ExpandPackedPalette(row, width, Plan.Palette, static_cast<TRGB*>(Bitmap.GetScanline(y)));
+            auto* target = static_cast<uint8_t*>(Bitmap.GetScanline(y));
+            auto* alphaRow = alpha ? static_cast<uint8_t*>(alpha->GetScanline(y)) : nullptr;
+            if (!target || (alpha && !alphaRow)) {
+                IESetAborting(Progress);
+                return false;
             }
+            uint8_t* row = buffered ? buffer.data() + (bufferRows > 1 ? size_t(y) * rowBytes : 0) : target;
+            if (!Reader.Decomp_readRows(row)) return false;
+            if (Plan.Channels == 4)
+                SplitAlphaRow(row, width, target, alphaRow);
+            else if (Plan.PackedPalette)
+                ExpandPackedPalette(row, width, Plan.Palette, reinterpret_cast<TRGB*>(target));
             ++Progress.val;
             if (!IEReportProgress(Progress, int32_t(per1 * Progress.val))) return false;
         }
@@ -170,17 +179,21 @@ bool ReadRows(TIEGenericPngR& Reader, const TReadPlan& Plan, TIEBitmap& Bitmap, 
 }
 
 // A native palette picture keeps its indexes; tRNS becomes the alpha of each pixel.
-void ApplyPaletteTransparency(const std::vector<uint8_t>& Transparency, TIEBitmap& Bitmap) {
+// False when a row can't be had.
+bool ApplyPaletteTransparency(const std::vector<uint8_t>& Transparency, TIEBitmap& Bitmap) {
     TIEBitmap* alpha = Bitmap.AlphaChannel();
-    if (!alpha) return;
+    if (!alpha) return true;
+    alpha->SetFull(false);
     for (int32_t y = 0; y < Bitmap.Height(); ++y) {
         const auto* indexes = static_cast<const uint8_t*>(Bitmap.GetRow(y));
         auto* target = static_cast<uint8_t*>(alpha->GetScanline(y));
-        for (int32_t x = 0; x < Bitmap.Width(); ++x)
-            target[x] = indexes[x] < Transparency.size() ? Transparency[indexes[x]] : 255;
+        if (indexes && target)
+            for (int32_t x = 0; x < Bitmap.Width(); ++x)
+                target[x] = indexes[x] < Transparency.size() ? Transparency[indexes[x]] : 255;
         Bitmap.FreeRow(y);
+        if (!indexes || !target) return false;
     }
-    alpha->SetFull(false);
+    return true;
 }
 
 void DecodeWith(TIEGenericPngR& Reader, TIEStream& Stream, TIEBitmap& Bitmap, TIOParams& IOParams,
@@ -245,7 +258,7 @@ void DecodeWith(TIEGenericPngR& Reader, TIEStream& Stream, TIEBitmap& Bitmap, TI
     if (complete && !IEIsAborting(Progress)) Reader.Decomp_readEnd();
     if (plan.Native && header.ColorType == iePNG_COLOR_TYPE_PALETTE) {
         const std::vector<uint8_t> transparency = Reader.Decomp_getTRNS();
-        if (!transparency.empty()) ApplyPaletteTransparency(transparency, Bitmap);
+        if (!transparency.empty() && !ApplyPaletteTransparency(transparency, Bitmap)) IESetAborting(Progress);
     }
     Bitmap.Changed();
 }
@@ -255,6 +268,9 @@ void DecodeWith(TIEGenericPngR& Reader, TIEStream& Stream, TIEBitmap& Bitmap, TI
 bool IsGrey(TIEBitmap& Source) {
     for (int32_t y = 0; y < Source.Height(); ++y) {
         const auto* row = static_cast<const TRGB*>(Source.GetScanline(y));
+        // A row that can't be had decides nothing; the row loop fails on it, and no
+        // palette is made from the picture meanwhile.
+        if (!row) return true;
         for (int32_t x = 0; x < Source.Width(); ++x)
             if (row[x].r != row[x].g || row[x].g != row[x].b) return false;
     }
@@ -272,28 +288,23 @@ struct TWritePlan {
     int32_t BackgroundIndex = 0;
 };
 
-void ConvertRow(TIEBitmap& Source, TIEBitmap* Grey16, TIEBitmap* Alpha, int32_t y, TWritePlan& Plan,
+// False when a row can't be had.
+bool ConvertRow(TIEBitmap& Source, TIEBitmap* Grey16, TIEBitmap* Alpha, int32_t y, TWritePlan& Plan,
                 std::vector<uint8_t>& Out) {
     const int32_t width = Source.Width();
     const auto* alpha = Alpha ? static_cast<const uint8_t*>(Alpha->GetScanline(y)) : nullptr;
+    const void* pixels = Grey16 ? Grey16->GetScanline(y) : Source.GetScanline(y);
+    if (!pixels || (Alpha && !alpha)) return false;
+    const auto* rgb = static_cast<const TRGB*>(pixels);
     if (Plan.ColorType == iePNG_COLOR_TYPE_GRAY && Plan.BitDepth == 16) {
         // 16-bit grey goes out big-endian: the engine's words, or a byte shifted up.
-        if (Grey16) {
-            const auto* words = static_cast<const uint16_t*>(Grey16->GetScanline(y));
-            for (int32_t x = 0; x < width; ++x) {
-                Out[size_t(x) * 2] = uint8_t(words[x] >> 8);
-                Out[size_t(x) * 2 + 1] = uint8_t(words[x]);
-            }
-            return;
-        }
-        const auto* rgb = static_cast<const TRGB*>(Source.GetScanline(y));
+        const auto* words = static_cast<const uint16_t*>(pixels);
         for (int32_t x = 0; x < width; ++x) {
-            Out[size_t(x) * 2] = rgb[x].g;
-            Out[size_t(x) * 2 + 1] = 0;
+            Out[size_t(x) * 2] = Grey16 ? uint8_t(words[x] >> 8) : rgb[x].g;
+            Out[size_t(x) * 2 + 1] = Grey16 ? uint8_t(words[x]) : 0;
         }
-        return;
+        return true;
     }
-    const auto* rgb = static_cast<const TRGB*>(Source.GetScanline(y));
     switch (Plan.ColorType) {
     case iePNG_COLOR_TYPE_GRAY:
         for (int32_t x = 0; x < width; ++x)
@@ -321,6 +332,7 @@ void ConvertRow(TIEBitmap& Source, TIEBitmap* Grey16, TIEBitmap* Alpha, int32_t 
         std::memcpy(Out.data(), rgb, size_t(width) * 3);
         break;
     }
+    return true;
 }
 
 void EncodeWith(TIEGenericPngW& Writer, TIEStream& Stream, TIEBitmap& Bitmap, TIOParams& IOParams,
@@ -397,7 +409,6 @@ void EncodeWith(TIEGenericPngW& Writer, TIEStream& Stream, TIEBitmap& Bitmap, TI
         return uint32_t(std::clamp(std::nearbyint(Dpi * 100.0 / 2.54), 0.0, 2147483647.0));
     };
     Writer.setPHYS(perMetre(IOParams.DpiX), perMetre(IOParams.DpiY));
-
     const int32_t filter = IOParams.PNG_Filter;
     Writer.setFilter(kFilterMasks[filter >= 0 && filter <= ioPNG_FILTER_ALL ? filter : 0]);
     Writer.setBackground(IOParams.PNG_Background, plan.BackgroundIndex);
@@ -438,13 +449,13 @@ void EncodeWith(TIEGenericPngW& Writer, TIEStream& Stream, TIEBitmap& Bitmap, TI
         for (uint32_t y = 0; y < height; ++y) {
             if (IEIsAborting(Progress)) return;
             const uint8_t* data = nullptr;
-            if (plan.BitDepth == 1) {
+            if (plan.BitDepth == 1 || plan.ColorType == iePNG_COLOR_TYPE_RGB)
                 data = static_cast<const uint8_t*>(source->GetScanline(int32_t(y)));
-            } else if (plan.ColorType == iePNG_COLOR_TYPE_RGB) {
-                data = static_cast<const uint8_t*>(source->GetScanline(int32_t(y)));
-            } else {
-                ConvertRow(*source, grey16, alpha, int32_t(y), plan, row);
+            else if (ConvertRow(*source, grey16, alpha, int32_t(y), plan, row))
                 data = row.data();
+            if (!data) {
+                IESetAborting(Progress);
+                return;
             }
             if (!Writer.Comp_writeRows(data)) return;
             ++Progress.val;

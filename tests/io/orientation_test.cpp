@@ -79,3 +79,17 @@ TEST(Orientation, FileBackedPicturesTurnTheSame) {
     IEAdjustOrientation(bitmap, 6);
     EXPECT_EQ(GreyPixels(bitmap), Bytes({4, 1, 5, 2, 6, 3}));
 }
+
+TEST(Orientation, RowsThatCannotBeHadFailTheStepAndKeepTheSize) {
+    TScopedGlobal<int64_t> fileBacked(DefMinFileSize, 0);
+    for (TIEPixelFormat format : {ie8g, ie1g})
+        for (int orientation = 1; orientation <= 8; ++orientation) {
+            TIEBitmap bitmap;
+            bitmap.Allocate(3, 2, format);
+            ASSERT_EQ(bitmap.Location(), ieFile);
+            bitmap.MemMap().DeAllocate();
+            EXPECT_EQ(IEAdjustOrientation(bitmap, orientation), orientation == 1)
+                << format << " " << orientation;
+            EXPECT_EQ(bitmap.Width(), 3) << format << " " << orientation;
+        }
+}

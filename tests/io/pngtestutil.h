@@ -58,9 +58,10 @@ class TPngBuilder {
         packed.resize(size);
         return packed;
     }
+    // Byte by byte: inserting an initializer list trips a false -Wstringop-overflow in GCC 12.
     static void Put32(std::vector<uint8_t>& Out, uint32_t Value) {
-        Out.insert(Out.end(),
-                   {uint8_t(Value >> 24), uint8_t(Value >> 16), uint8_t(Value >> 8), uint8_t(Value)});
+        for (int shift = 24; shift >= 0; shift -= 8)
+            Out.push_back(uint8_t(Value >> shift));
     }
 
   private:
