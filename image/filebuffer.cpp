@@ -88,8 +88,8 @@ std::string RandomHex8() {
     return text;
 }
 
-// The original's file system reserved the blocks when the size was set; a sparse
-// file here would only fail later, on a write, with nobody to tell.
+// Refuses at once what can't fit. posix_fallocate would find out as well, but a file
+// system that can't reserve has it emulated a block at a time.
 bool RoomForFile(const std::string& Directory, int64_t Size) {
     struct statvfs info;
     if (::statvfs(Directory.c_str(), &info) != 0) return true;
@@ -137,7 +137,12 @@ bool TIEFileBuffer::AllocateFile(int64_t InSize, const std::string& Descriptor, 
     }
     if (handle < 0) return false;
     ::unlink(name.c_str());
-    if (::ftruncate(handle, off_t(InSize)) != 0) {
+    // A sparse file would fail only on a later write-back, when the disk is full; the
+    // blocks are taken now, so that a full disk is a failed allocation.
+    int error = InSize > 0 ? ::posix_fallocate(handle, 0, off_t(InSize)) : 0;
+    while (error == EINTR)
+        error = ::posix_fallocate(handle, 0, off_t(InSize));
+    if (error != 0) {
         ::close(handle);
         return false;
     }
@@ -150,32 +155,41 @@ void TIEFileBuffer::DeAllocate() {
     UnMapAll();
     fSimFile.reset();
     fFileName.clear();
+    fFailed = false;
 }
 
 void* TIEFileBuffer::Map(int64_t InPos, int64_t InSize, TIEDataAccess DataAccess) {
-    if (!fSimFile || InPos < 0 || InSize <= 0) return nullptr;
-    std::unique_ptr<uint8_t[]> buffer(new (std::nothrow) uint8_t[size_t(InSize)]());
-    if (!buffer) return nullptr;
-    if (IEHasAccess(DataAccess, iedRead)) fSimFile->ReadAt(InPos, buffer.get(), InSize);
+    if (InPos < 0 || InSize <= 0) return nullptr;
+    std::unique_ptr<uint8_t[]> buffer(fSimFile ? new (std::nothrow) uint8_t[size_t(InSize)]() : nullptr);
+    // Zeros in place of bytes that could not be read would pass for pixels.
+    if (!buffer ||
+        (IEHasAccess(DataAccess, iedRead) && fSimFile->ReadAt(InPos, buffer.get(), InSize) != InSize)) {
+        fFailed = true;
+        return nullptr;
+    }
     void* result = buffer.get();
     fMapped.push_back(TIEFileBufferMapping{InPos, InSize, std::move(buffer), DataAccess});
     return result;
 }
 
-void TIEFileBuffer::UnMap(void* Ptr) {
+bool TIEFileBuffer::UnMap(void* Ptr) {
     // Searched from the end: the row mapped last is nearly always the one let go.
     for (auto it = fMapped.rbegin(); it != fMapped.rend(); ++it) {
         if (it->Buffer.get() != Ptr) continue;
-        if (IEHasAccess(it->Access, iedWrite) && fSimFile)
-            fSimFile->WriteAt(it->Position, it->Buffer.get(), it->Size);
+        bool written = !IEHasAccess(it->Access, iedWrite) || !fSimFile ||
+                       fSimFile->WriteAt(it->Position, it->Buffer.get(), it->Size) == it->Size;
+        if (!written) fFailed = true;
         fMapped.erase(std::next(it).base());
-        return;
+        return written;
     }
+    return true;
 }
 
-void TIEFileBuffer::UnMapAll() {
+bool TIEFileBuffer::UnMapAll() {
+    bool written = true;
     while (!fMapped.empty())
-        UnMap(fMapped.back().Buffer.get());
+        written = UnMap(fMapped.back().Buffer.get()) && written;
+    return written;
 }
 
 bool TIEFileBuffer::CopyTo(TIEFileBuffer& Dest) {
@@ -185,8 +199,11 @@ bool TIEFileBuffer::CopyTo(TIEFileBuffer& Dest) {
     if (!block) return false;
     for (int64_t position = 0; position < Size(); position += blockSize) {
         int64_t count = std::min(blockSize, Size() - position);
-        if (fSimFile->ReadAt(position, block.get(), count) != count) return false;
-        if (Dest.fSimFile->WriteAt(position, block.get(), count) != count) return false;
+        if (fSimFile->ReadAt(position, block.get(), count) != count ||
+            Dest.fSimFile->WriteAt(position, block.get(), count) != count) {
+            Dest.fFailed = true;
+            return false;
+        }
     }
     return true;
 }

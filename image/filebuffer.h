@@ -50,11 +50,17 @@ class TIEFileBuffer {
     // file never outlives the process, even one that is killed.
     const std::string& FileName() const { return fFileName; }
 
-    // Null if the store is missing or the buffer can't be had.
+    // Null if the store is missing, the buffer can't be had or the bytes can't all be
+    // read, each of which marks the store as failed.
     void* Map(int64_t InPos, int64_t InSize, TIEDataAccess DataAccess);
-    void UnMap(void* Ptr);
-    void UnMapAll();
+    // Writes a block mapped for writing back. False if that write came short, which
+    // marks the store as failed.
+    bool UnMap(void* Ptr);
+    bool UnMapAll();
     int32_t MappedCount() const { return int32_t(fMapped.size()); }
+    // A map or a write-back has failed since the store was made or let go: part of
+    // what was written is not in it, or can't be read back.
+    bool Failed() const { return fFailed; }
 
     // Copies the whole store into Dest, which must have the same size. Open mappings
     // on either side are not looked at.
@@ -71,6 +77,7 @@ class TIEFileBuffer {
     std::unique_ptr<TIEByteStore> fSimFile;
     std::string fFileName;
     std::vector<TIEFileBufferMapping> fMapped;
+    bool fFailed = false;
 };
 
 // Directory for temporary files, with a trailing slash: TempPath if set, else TMPDIR, else /tmp.

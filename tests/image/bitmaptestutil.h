@@ -1,8 +1,11 @@
 #pragma once
 
+#include <csignal>
 #include <cstdint>
+#include <filesystem>
 #include <initializer_list>
 #include <string>
+#include <sys/resource.h>
 #include <vector>
 
 #include "image/bitmap.h"
@@ -28,6 +31,40 @@ class TScopedMaxMemoryBlock {
 
   private:
     int64_t fSaved;
+};
+
+// The open descriptor of a file-backed store, -1 if there is none. The file is unlinked
+// when made, so tests reach it through /proc to look at or damage what lies behind the rows.
+inline int StoreDescriptor(TIEFileBuffer& Buffer) {
+    if (Buffer.FileName().empty()) return -1;
+    const std::string target = Buffer.FileName() + " (deleted)";
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd", error))
+        if (std::filesystem::read_symlink(entry.path(), error).string() == target)
+            return std::stoi(entry.path().filename().string());
+    return -1;
+}
+
+// While alive, every write into a file at or beyond Bytes fails with EFBIG, as on a full
+// disk. SIGXFSZ is ignored meanwhile, so the failure comes back as an error code.
+class TScopedFileSizeLimit {
+  public:
+    explicit TScopedFileSizeLimit(rlim_t Bytes) {
+        getrlimit(RLIMIT_FSIZE, &fSaved);
+        fSavedHandler = std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{Bytes, fSaved.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~TScopedFileSizeLimit() {
+        setrlimit(RLIMIT_FSIZE, &fSaved);
+        std::signal(SIGXFSZ, fSavedHandler);
+    }
+    TScopedFileSizeLimit(const TScopedFileSizeLimit&) = delete;
+    TScopedFileSizeLimit& operator=(const TScopedFileSizeLimit&) = delete;
+
+  private:
+    rlimit fSaved{};
+    void (*fSavedHandler)(int) = nullptr;
 };
 
 // An 8-bit bitmap from literal rows, top row first.

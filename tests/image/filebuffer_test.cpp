@@ -3,6 +3,7 @@
 #include <cstring>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "image/settings.h"
 #include "tests/image/bitmaptestutil.h"
@@ -71,6 +72,16 @@ TEST(FileBuffer, CopyToNeedsEqualSizes) {
     EXPECT_EQ(*tail, 42);
     dest.UnMap(tail);
     EXPECT_FALSE(source.CopyTo(other));
+}
+
+// A sparse file would find out only on a later write that the disk is full, with nobody
+// left to tell; the blocks are taken when the store is made.
+TEST(FileBuffer, SpaceIsReservedWhenTheStoreIsMade) {
+    TIEFileBuffer buffer;
+    ASSERT_TRUE(buffer.AllocateFile(1 << 20, "IMG", true));
+    struct stat info {};
+    ASSERT_EQ(fstat(StoreDescriptor(buffer), &info), 0);
+    EXPECT_GE(int64_t(info.st_blocks) * 512, int64_t(1) << 20);
 }
 
 TEST(FileBuffer, ImpossibleSizesFailQuietly) {
