@@ -1,6 +1,7 @@
 #include "image/settings.h"
 
 #include <algorithm>
+#include <atomic>
 #include <fstream>
 #include <mutex>
 #include <set>
@@ -113,7 +114,14 @@ static int CountPhysicalCores() {
     return cores.empty() ? 1 : int(cores.size());
 }
 
+static std::atomic<int> gCoreCountOverride{0};
+
 int IEPhysicalCoreCount() {
+    if (int forced = gCoreCountOverride.load(std::memory_order_relaxed); forced > 0) return forced;
     static const int count = CountPhysicalCores();
     return count;
+}
+
+void IESetPhysicalCoreCount(int Count) {
+    gCoreCountOverride.store(Count > 0 ? Count : 0, std::memory_order_relaxed);
 }

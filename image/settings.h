@@ -117,3 +117,6 @@ extern std::string TempPath;
 uint64_t IETotalPhysicalMemory();
 // Physical cores of the machine, read once per process; 1 if unknown.
 int IEPhysicalCoreCount();
+// Makes IEPhysicalCoreCount answer Count, so that tests get several bands on any
+// machine; 0 goes back to the machine's count.
+void IESetPhysicalCoreCount(int Count);
