@@ -48,19 +48,18 @@ int64_t DefaultMinFileSize() {
     return int64_t(double(physical) / 1.1);
 }
 
-// Copies the first Bytes of each of the first Rows rows. The source is mapped read
-// only and the target write only, so file-backed rows cost one transfer each.
-void CopyRows(TIEBitmap& Source, TIEBitmap& Dest, int32_t Rows, int64_t Bytes) {
-    TIEDataAccess sourceAccess = Source.Access(), destAccess = Dest.Access();
-    Source.SetAccess(iedRead);
-    Dest.SetAccess(iedWrite);
+// Copies the first Bytes of each of the first Rows rows; false if a row was lost on
+// either side. The source is mapped read only and the target write only, so
+// file-backed rows cost one transfer each.
+bool CopyRows(TIEBitmap& Source, TIEBitmap& Dest, int32_t Rows, int64_t Bytes) {
+    TIEScopedAccess sourceAccess(&Source, iedRead), destAccess(&Dest, iedWrite);
     for (int32_t row = 0; row < Rows; ++row) {
         void* target = Dest.GetScanline(row);
         void* source = Source.GetScanline(row);
-        if (target && source) std::memcpy(target, source, size_t(Bytes));
+        if (!target || !source) break;
+        std::memcpy(target, source, size_t(Bytes));
     }
-    Source.SetAccess(sourceAccess);
-    Dest.SetAccess(destAccess);
+    return Source.FlushRows() & Dest.FlushRows();
 }
 
 } // namespace
@@ -143,6 +142,13 @@ bool TIEBitmap::Allocate(int32_t ImageWidth, int32_t ImageHeight, TIEPixelFormat
         }
         if (Alpha < 255)
             if (TIEBitmap* plane = AlphaChannel()) plane->Fill(Alpha);
+        // A plane that could not be had, or a fill that lost rows on disk, leaves no
+        // usable picture: as good as no memory.
+        bool planeMade = !fAlphaChannel || (!fAlphaChannel->IsEmpty() && fAlphaChannel->FlushRows());
+        if (!(FlushRows() & planeMade)) {
+            FreeImage(true);
+            result = false;
+        }
     }
     Changed();
     return result;
@@ -450,8 +456,7 @@ void* TIEBitmap::GetScanline(int32_t Row) {
             return fFragments[size_t(y / fRowsPerFragment)] + fRowLen * (y % fRowsPerFragment);
         return fMemory + int64_t(fHeight - 1 - y) * fRowLen;
     case ieFile:
-        if (fWorkingMap) fMemMap->UnMap(fWorkingMap);
-        fWorkingMap = fMemMap->Map(int64_t(y) * fRowLen, fRowLen, fAccess);
+        fWorkingMap = MapFileRow(y);
         return fWorkingMap;
     case ieTBitmap:
         return fBitmapScanlines[size_t(y)];
@@ -459,18 +464,29 @@ void* TIEBitmap::GetScanline(int32_t Row) {
     return nullptr;
 }
 
+// The previous working row goes back first; a store that has lost rows hands out none.
+void* TIEBitmap::MapFileRow(int32_t y) {
+    if (fWorkingMap) fMemMap->UnMap(fWorkingMap);
+    fWorkingMap = nullptr;
+    if (fMemMap->Failed()) return nullptr;
+    return fMemMap->Map(int64_t(y) * fRowLen, fRowLen, fAccess);
+}
+
 void* TIEBitmap::GetRow(int32_t Row) {
     if (fLocation != ieFile) return GetScanline(Row);
     if (Row < 0 || Row >= fHeight) return nullptr;
-    if (fWorkingMap) fMemMap->UnMap(fWorkingMap);
-    fWorkingMap = nullptr;
-    int32_t y = fOrigin == ieboTOPLEFT ? fHeight - 1 - Row : Row;
-    void* mapped = fMemMap->Map(int64_t(y) * fRowLen, fRowLen, fAccess);
+    void* mapped = MapFileRow(fOrigin == ieboTOPLEFT ? fHeight - 1 - Row : Row);
     if (mapped) {
         fScanlinesToUnMapPtr.push_back(mapped);
         fScanlinesToUnMapRow.push_back(Row);
     }
     return mapped;
+}
+
+bool TIEBitmap::FlushRows() {
+    if (fWorkingMap) fMemMap->UnMap(fWorkingMap);
+    fWorkingMap = nullptr;
+    return !fMemMap->Failed();
 }
 
 void TIEBitmap::FreeRow(int32_t Row) {
@@ -489,9 +505,10 @@ void* TIEBitmap::GetSegment(int32_t Row, int32_t Col, [[maybe_unused]] int32_t W
 }
 
 void TIEBitmap::SetPixels_ie1g(int32_t x, int32_t y, bool Value) {
-    uint8_t& cell = Row8(y)[x >> 3];
+    uint8_t* cell = CellPointer<uint8_t>(x >> 3, y);
+    if (!cell) return;
     uint8_t mask = uint8_t(0x80 >> (x & 7));
-    cell = Value ? uint8_t(cell | mask) : uint8_t(cell & ~mask);
+    *cell = Value ? uint8_t(*cell | mask) : uint8_t(*cell & ~mask);
 }
 
 void TIEBitmap::Changed() {
@@ -534,12 +551,14 @@ void TIEBitmap::SetWidth(int32_t Value) {
     }
     TIEBitmap old;
     SwitchTo(old);
-    if (Allocate(Value, old.fHeight, old.fPixelFormat)) {
-        old.CopyPaletteTo(*this);
-        CopyRows(old, *this, fHeight, std::min(fRowLen, old.fRowLen));
-        fAlphaChannel = std::move(old.fAlphaChannel);
-        if (fAlphaChannel) fAlphaChannel->SetWidth(Value);
+    if (!Allocate(Value, old.fHeight, old.fPixelFormat) ||
+        !CopyRows(old, *this, fHeight, std::min(fRowLen, old.fRowLen))) {
+        old.SwitchTo(*this);
+        return;
     }
+    old.CopyPaletteTo(*this);
+    fAlphaChannel = std::move(old.fAlphaChannel);
+    if (fAlphaChannel) fAlphaChannel->SetWidth(Value);
     fFull = false;
     Changed();
 }
@@ -553,23 +572,31 @@ void TIEBitmap::SetHeight(int32_t Value) {
     }
     TIEBitmap old;
     SwitchTo(old);
-    if (Allocate(old.fWidth, Value, old.fPixelFormat)) {
-        old.CopyPaletteTo(*this);
-        CopyRows(old, *this, std::min(fHeight, old.fHeight), std::min(fRowLen, old.fRowLen));
-        fAlphaChannel = std::move(old.fAlphaChannel);
-        if (fAlphaChannel) fAlphaChannel->SetHeight(Value);
+    if (!Allocate(old.fWidth, Value, old.fPixelFormat) ||
+        !CopyRows(old, *this, std::min(fHeight, old.fHeight), std::min(fRowLen, old.fRowLen))) {
+        old.SwitchTo(*this);
+        return;
     }
+    old.CopyPaletteTo(*this);
+    fAlphaChannel = std::move(old.fAlphaChannel);
+    if (fAlphaChannel) fAlphaChannel->SetHeight(Value);
     fFull = false;
     Changed();
 }
 
 void TIEBitmap::FlipRows() {
-    std::vector<uint8_t> upper(static_cast<size_t>(fRowLen)), lower(static_cast<size_t>(fRowLen));
+    std::vector<uint8_t> swap(static_cast<size_t>(fRowLen));
     for (int32_t top = 0, bottom = fHeight - 1; top < bottom; ++top, --bottom) {
-        std::memcpy(upper.data(), GetScanline(top), size_t(fRowLen));
-        std::memcpy(lower.data(), GetScanline(bottom), size_t(fRowLen));
-        std::memcpy(GetScanline(top), lower.data(), size_t(fRowLen));
-        std::memcpy(GetScanline(bottom), upper.data(), size_t(fRowLen));
+        auto* upper = static_cast<uint8_t*>(GetRow(top));
+        auto* lower = static_cast<uint8_t*>(GetRow(bottom));
+        if (upper && lower) {
+            std::memcpy(swap.data(), upper, swap.size());
+            std::memcpy(upper, lower, swap.size());
+            std::memcpy(lower, swap.data(), swap.size());
+        }
+        FreeRow(top);
+        FreeRow(bottom);
+        if (!upper || !lower) return;
     }
 }
 
@@ -595,7 +622,10 @@ void TIEBitmap::SetBitAlignment(int32_t Value) {
         old.SwitchTo(*this);
         return;
     }
-    CopyRows(old, *this, fHeight, std::min(fRowLen, old.fRowLen));
+    if (!CopyRows(old, *this, fHeight, std::min(fRowLen, old.fRowLen))) {
+        old.SwitchTo(*this);
+        return;
+    }
     old.CopyPaletteTo(*this);
     fAlphaChannel = std::move(old.fAlphaChannel);
     fFull = old.fFull;
@@ -619,11 +649,10 @@ void TIEBitmap::SetLocation(TIELocation Value) {
         throw;
     }
     // The size threshold may have overruled the request; then nothing moves.
-    if (!allocated || fLocation != Value) {
+    if (!allocated || fLocation != Value || !CopyRows(old, *this, fHeight, std::min(fRowLen, old.fRowLen))) {
         old.SwitchTo(*this);
         return;
     }
-    CopyRows(old, *this, fHeight, std::min(fRowLen, old.fRowLen));
     old.CopyPaletteTo(*this);
     fAlphaChannel = std::move(old.fAlphaChannel);
     fAlphaLocation = old.fAlphaLocation;

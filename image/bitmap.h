@@ -105,34 +105,44 @@ class TIEBitmap {
 
     // Row access.
     // On ieFile the pointer stays valid only until the next GetScanline on this
-    // bitmap; a loop needing two rows at once uses GetRow/FreeRow. Null outside the image.
+    // bitmap; a loop needing two rows at once uses GetRow/FreeRow. Null outside the
+    // image, and on ieFile for a row that can't be mapped. A failed map or write-back
+    // loses rows, so from then on until the next allocation every row is null: a loop
+    // that checks its pointer stops there instead of running on over a picture with holes.
     void* GetScanline(int32_t Row);
     void* GetRow(int32_t Row);
     void FreeRow(int32_t Row);
+    // Writes the row GetScanline handed out last back to its file. False if any row of
+    // this bitmap has been lost since it was allocated; how an operation learns that
+    // its work on file-backed rows did not all happen. Always true for other storage.
+    bool FlushRows();
     // Col counts whole bytes per pixel, so it has no meaning for ie1g.
     void* GetSegment(int32_t Row, int32_t Col, int32_t Width);
     uint8_t GetAlpha(int32_t x, int32_t y);
     void SetAlpha(int32_t x, int32_t y, uint8_t Value);
 
     // Typed single-pixel access, no range checks: for code that is not row-oriented.
-    bool GetPixels_ie1g(int32_t x, int32_t y) { return (Row8(y)[x >> 3] & (0x80 >> (x & 7))) != 0; }
+    // A row that can't be had reads as zeros and ignores writes; FlushRows tells.
+    bool GetPixels_ie1g(int32_t x, int32_t y) {
+        return (ReadCell<uint8_t>(x >> 3, y) & (0x80 >> (x & 7))) != 0;
+    }
     void SetPixels_ie1g(int32_t x, int32_t y, bool Value);
-    uint8_t GetPixels_ie8(int32_t x, int32_t y) { return Row8(y)[x]; }
-    void SetPixels_ie8(int32_t x, int32_t y, uint8_t Value) { Row8(y)[x] = Value; }
-    uint16_t GetPixels_ie16g(int32_t x, int32_t y) { return RowOf<uint16_t>(y)[x]; }
-    void SetPixels_ie16g(int32_t x, int32_t y, uint16_t Value) { RowOf<uint16_t>(y)[x] = Value; }
-    TRGB GetPixels_ie24RGB(int32_t x, int32_t y) { return RowOf<TRGB>(y)[x]; }
-    void SetPixels_ie24RGB(int32_t x, int32_t y, TRGB Value) { RowOf<TRGB>(y)[x] = Value; }
-    TRGBA GetPixels_ie32RGB(int32_t x, int32_t y) { return RowOf<TRGBA>(y)[x]; }
-    void SetPixels_ie32RGB(int32_t x, int32_t y, TRGBA Value) { RowOf<TRGBA>(y)[x] = Value; }
-    float GetPixels_ie32f(int32_t x, int32_t y) { return RowOf<float>(y)[x]; }
-    void SetPixels_ie32f(int32_t x, int32_t y, float Value) { RowOf<float>(y)[x] = Value; }
-    TCMYK GetPixels_ieCMYK(int32_t x, int32_t y) { return RowOf<TCMYK>(y)[x]; }
-    void SetPixels_ieCMYK(int32_t x, int32_t y, TCMYK Value) { RowOf<TCMYK>(y)[x] = Value; }
-    TCIELab GetPixels_ieCIELab(int32_t x, int32_t y) { return RowOf<TCIELab>(y)[x]; }
-    void SetPixels_ieCIELab(int32_t x, int32_t y, TCIELab Value) { RowOf<TCIELab>(y)[x] = Value; }
-    TRGB48 GetPixels_ie48RGB(int32_t x, int32_t y) { return RowOf<TRGB48>(y)[x]; }
-    void SetPixels_ie48RGB(int32_t x, int32_t y, TRGB48 Value) { RowOf<TRGB48>(y)[x] = Value; }
+    uint8_t GetPixels_ie8(int32_t x, int32_t y) { return ReadCell<uint8_t>(x, y); }
+    void SetPixels_ie8(int32_t x, int32_t y, uint8_t Value) { WriteCell(x, y, Value); }
+    uint16_t GetPixels_ie16g(int32_t x, int32_t y) { return ReadCell<uint16_t>(x, y); }
+    void SetPixels_ie16g(int32_t x, int32_t y, uint16_t Value) { WriteCell(x, y, Value); }
+    TRGB GetPixels_ie24RGB(int32_t x, int32_t y) { return ReadCell<TRGB>(x, y); }
+    void SetPixels_ie24RGB(int32_t x, int32_t y, TRGB Value) { WriteCell(x, y, Value); }
+    TRGBA GetPixels_ie32RGB(int32_t x, int32_t y) { return ReadCell<TRGBA>(x, y); }
+    void SetPixels_ie32RGB(int32_t x, int32_t y, TRGBA Value) { WriteCell(x, y, Value); }
+    float GetPixels_ie32f(int32_t x, int32_t y) { return ReadCell<float>(x, y); }
+    void SetPixels_ie32f(int32_t x, int32_t y, float Value) { WriteCell(x, y, Value); }
+    TCMYK GetPixels_ieCMYK(int32_t x, int32_t y) { return ReadCell<TCMYK>(x, y); }
+    void SetPixels_ieCMYK(int32_t x, int32_t y, TCMYK Value) { WriteCell(x, y, Value); }
+    TCIELab GetPixels_ieCIELab(int32_t x, int32_t y) { return ReadCell<TCIELab>(x, y); }
+    void SetPixels_ieCIELab(int32_t x, int32_t y, TCIELab Value) { WriteCell(x, y, Value); }
+    TRGB48 GetPixels_ie48RGB(int32_t x, int32_t y) { return ReadCell<TRGB48>(x, y); }
+    void SetPixels_ie48RGB(int32_t x, int32_t y, TRGB48 Value) { WriteCell(x, y, Value); }
 
     // Pixel format conversion (image/convert.cpp, image/pixels.cpp).
     // Fills this bitmap, already allocated in its target format, from Source of the
@@ -141,9 +151,10 @@ class TIEBitmap {
     // Format-blind single-pixel access in TRGB, by the conversion rules; black for ieNull.
     TRGB GetPixels(int32_t x, int32_t y);
     void SetPixels(int32_t x, int32_t y, TRGB Value);
-    TRGB* GetPPixels_ie24RGB(int32_t x, int32_t y) { return RowOf<TRGB>(y) + x; }
-    TRGBA* GetPPixels_ie32RGB(int32_t x, int32_t y) { return RowOf<TRGBA>(y) + x; }
-    TRGB48* GetPPixels_ie48RGB(int32_t x, int32_t y) { return RowOf<TRGB48>(y) + x; }
+    // Null where the row can't be had.
+    TRGB* GetPPixels_ie24RGB(int32_t x, int32_t y) { return CellPointer<TRGB>(x, y); }
+    TRGBA* GetPPixels_ie32RGB(int32_t x, int32_t y) { return CellPointer<TRGBA>(x, y); }
+    TRGB48* GetPPixels_ie48RGB(int32_t x, int32_t y) { return CellPointer<TRGB48>(x, y); }
 
     // Properties.
     int32_t Width() const { return fWidth; }
@@ -286,8 +297,18 @@ class TIEBitmap {
     void ReleaseMaps();
     void ExchangeStorage(TIEBitmap& Other);
     void FlipRows();
-    uint8_t* Row8(int32_t y) { return static_cast<uint8_t*>(GetScanline(y)); }
-    template <typename T> T* RowOf(int32_t y) { return static_cast<T*>(GetScanline(y)); }
+    void* MapFileRow(int32_t y);
+    template <typename T> T* CellPointer(int32_t x, int32_t y) {
+        T* row = static_cast<T*>(GetScanline(y));
+        return row ? row + x : nullptr;
+    }
+    template <typename T> T ReadCell(int32_t x, int32_t y) {
+        const T* cell = CellPointer<T>(x, y);
+        return cell ? *cell : T{};
+    }
+    template <typename T> void WriteCell(int32_t x, int32_t y, T Value) {
+        if (T* cell = CellPointer<T>(x, y)) *cell = Value;
+    }
     void MergeAlphaRect(TIEBitmap& Dest, int32_t SrcX, int32_t SrcY, int32_t DstX, int32_t DstY,
                         int32_t RectWidth, int32_t RectHeight, TIEMergeMethod Method);
 
@@ -341,4 +362,22 @@ class TIEBitmap {
     TIEProgressEvent fOnProgress;
     TIEAlphaLocation fAlphaLocation = iaAlphaChannel;
     bool fModified_UpdateLayer = false;
+};
+
+// Sets the Access of a bitmap, if any, for the life of the object.
+class TIEScopedAccess {
+  public:
+    TIEScopedAccess(TIEBitmap* Bitmap, TIEDataAccess Access)
+        : fBitmap(Bitmap), fSaved(Bitmap ? Bitmap->Access() : Access) {
+        if (fBitmap) fBitmap->SetAccess(Access);
+    }
+    ~TIEScopedAccess() {
+        if (fBitmap) fBitmap->SetAccess(fSaved);
+    }
+    TIEScopedAccess(const TIEScopedAccess&) = delete;
+    TIEScopedAccess& operator=(const TIEScopedAccess&) = delete;
+
+  private:
+    TIEBitmap* fBitmap;
+    TIEDataAccess fSaved;
 };

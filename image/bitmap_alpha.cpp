@@ -7,16 +7,19 @@
 namespace {
 
 // Resamples Plane to the given size in place; a plane already at size is left alone.
-void FitPlane(TIEBitmap& Plane, int32_t Width, int32_t Height, TResampleFilter Filter) {
-    if (Plane.IsSize(Width, Height)) return;
+// False when that can't be done: the plane is then left as it was.
+bool FitPlane(TIEBitmap& Plane, int32_t Width, int32_t Height, TResampleFilter Filter) {
+    if (Plane.IsSize(Width, Height)) return true;
     TIEBitmap fitted;
     fitted.SetLocation(Plane.Location());
     fitted.SetOrigin(Plane.Origin());
-    if (!fitted.Allocate(Width, Height, Plane.PixelFormat())) return;
-    IEResampleDispatch(Plane, fitted, Filter, nullptr, nullptr);
+    if (!fitted.Allocate(Width, Height, Plane.PixelFormat()) ||
+        !IEResampleDispatch(Plane, fitted, Filter, nullptr, nullptr))
+        return false;
     bool isFull = Plane.Full();
     fitted.SwitchTo(Plane);
     Plane.SetFull(isFull);
+    return true;
 }
 
 } // namespace
@@ -43,7 +46,9 @@ bool TIEBitmap::SyncFull() {
     fAccess = iedRead;
     for (int32_t row = 0; row < fHeight && fFull; ++row) {
         const auto* p = static_cast<const uint8_t*>(GetScanline(row));
-        for (int64_t i = 0; i < bytes; ++i)
+        // What can't be read can't be known to be full.
+        if (!p) fFull = false;
+        for (int64_t i = 0; p && i < bytes; ++i)
             if (p[i] < 255) {
                 fFull = false;
                 break;
@@ -60,9 +65,12 @@ void TIEBitmap::RemoveAlphaChannel(bool Merge, TColor BackgroundColor) {
         const int32_t bg[3] = {GetBValue(BackgroundColor), GetGValue(BackgroundColor),
                                GetRValue(BackgroundColor)};
         std::vector<uint8_t> alphaRow(static_cast<size_t>(fWidth));
-        for (int32_t y = 0; y < fHeight; ++y) {
-            std::memcpy(alphaRow.data(), alpha->GetScanline(y), alphaRow.size());
+        for (int32_t y = 0; y < fHeight && alpha->IsSize(fWidth, fHeight, ie8g); ++y) {
+            const void* levels = alpha->GetScanline(y);
+            if (!levels) break;
+            std::memcpy(alphaRow.data(), levels, alphaRow.size());
             auto* p = static_cast<uint8_t*>(GetScanline(y));
+            if (!p) break;
             for (int32_t x = 0; x < fWidth; ++x, p += 3) {
                 // Weight a / 256 in 8.10 fixed point: a = 255 stops just short of the
                 // colour. The original did it so and the output has always looked so.
@@ -102,14 +110,18 @@ void TIEBitmap::SyncAlphaChannel(bool AntiAlias, bool ClearHiddenContent) {
         return;
     }
     fAlphaChannel->SetPixelFormat(ie8g);
-    FitPlane(*fAlphaChannel, fWidth, fHeight, AntiAlias ? rfBicubic : rfNone);
+    if (!FitPlane(*fAlphaChannel, fWidth, fHeight, AntiAlias ? rfBicubic : rfNone) ||
+        fAlphaChannel->PixelFormat() != ie8g)
+        return;
     fAlphaChannel->SyncFull();
     if (ClearHiddenContent && !IsEmpty()) {
         int32_t bytesPerPixel = fBitCount / 8;
         std::vector<uint8_t> alphaRow(static_cast<size_t>(fWidth));
         for (int32_t y = 0; y < fHeight; ++y) {
-            std::memcpy(alphaRow.data(), fAlphaChannel->GetScanline(y), alphaRow.size());
-            auto* p = static_cast<uint8_t*>(GetScanline(y));
+            const void* levels = fAlphaChannel->GetScanline(y);
+            auto* p = levels ? static_cast<uint8_t*>(GetScanline(y)) : nullptr;
+            if (!p) break;
+            std::memcpy(alphaRow.data(), levels, alphaRow.size());
             for (int32_t x = 0; x < fWidth; ++x) {
                 if (alphaRow[size_t(x)] != 0) continue;
                 // All-zero bytes are black in every format, CMYK included (full ink).
@@ -131,13 +143,18 @@ void TIEBitmap::SynchronizeRGBA(bool RGBAtoAlpha, bool UpdatePixelFormat) {
             fAlphaChannel = CreateAsAlphaChannel(fWidth, fHeight, fLocation);
             fAlphaChannel->SetOrigin(fOrigin);
         }
-        FitPlane(*fAlphaChannel, fWidth, fHeight, rfNone);
+        // Without a plane to take them, the fourth bytes must stay where they are.
+        if (!FitPlane(*fAlphaChannel, fWidth, fHeight, rfNone) ||
+            !fAlphaChannel->IsSize(fWidth, fHeight, ie8g))
+            return;
         bool isFull = true;
         std::vector<uint8_t> row(static_cast<size_t>(fRowLen));
         for (int32_t y = 0; y < fHeight; ++y) {
-            std::memcpy(row.data(), GetScanline(y), row.size());
-            const auto* pixel = reinterpret_cast<const TRGBA*>(row.data());
+            const void* source = GetScanline(y);
             auto* alpha = static_cast<uint8_t*>(fAlphaChannel->GetScanline(y));
+            if (!source || !alpha) return;
+            std::memcpy(row.data(), source, row.size());
+            const auto* pixel = reinterpret_cast<const TRGBA*>(row.data());
             for (int32_t x = 0; x < fWidth; ++x) {
                 alpha[x] = pixel[x].a;
                 isFull = isFull && pixel[x].a == 255;
@@ -154,9 +171,11 @@ void TIEBitmap::SynchronizeRGBA(bool RGBAtoAlpha, bool UpdatePixelFormat) {
         if (fPixelFormat != ie32RGB || !fAlphaChannel) return;
         TIEBitmap* alpha = fAlphaChannel->GetAtSize(fWidth, fHeight, ie8g, true, true);
         std::vector<uint8_t> alphaRow(static_cast<size_t>(fWidth));
-        for (int32_t y = 0; y < fHeight; ++y) {
-            std::memcpy(alphaRow.data(), alpha->GetScanline(y), alphaRow.size());
+        for (int32_t y = 0; y < fHeight && alpha->IsSize(fWidth, fHeight, ie8g); ++y) {
+            const void* levels = alpha->GetScanline(y);
             auto* pixel = static_cast<TRGBA*>(GetScanline(y));
+            if (!levels || !pixel) break;
+            std::memcpy(alphaRow.data(), levels, alphaRow.size());
             for (int32_t x = 0; x < fWidth; ++x)
                 pixel[x].a = alphaRow[size_t(x)];
         }
@@ -186,19 +205,20 @@ void TIEBitmap::SetAlphaLocation(TIEAlphaLocation Value) {
     fAlphaLocation = iaRGBA;
 }
 
+// Like the typed pixel access, a row that can't be had reads as 0 and ignores writes.
 uint8_t TIEBitmap::GetAlpha(int32_t x, int32_t y) {
-    if (AlphaLocation() == iaRGBA) return static_cast<TRGBA*>(GetScanline(y))[x].a;
+    if (AlphaLocation() == iaRGBA) return ReadCell<TRGBA>(x, y).a;
     if (!fAlphaChannel) return 255;
-    return static_cast<uint8_t*>(fAlphaChannel->GetScanline(y))[x];
+    return fAlphaChannel->GetPixels_ie8(x, y);
 }
 
 void TIEBitmap::SetAlpha(int32_t x, int32_t y, uint8_t Value) {
     if (AlphaLocation() == iaRGBA) {
-        static_cast<TRGBA*>(GetScanline(y))[x].a = Value;
+        if (TRGBA* pixel = CellPointer<TRGBA>(x, y)) pixel->a = Value;
         return;
     }
     TIEBitmap* plane = AlphaChannel();
     if (!plane) return;
-    static_cast<uint8_t*>(plane->GetScanline(y))[x] = Value;
+    plane->SetPixels_ie8(x, y, Value);
     if (Value < 255) plane->fFull = false;
 }

@@ -118,15 +118,6 @@ std::vector<uint8_t> PatternRun(const TFillPixel& Pixel, int64_t Pixels, int64_t
     return run;
 }
 
-struct TAccessOverride {
-    TAccessOverride(TIEBitmap& Bitmap, TIEDataAccess Access) : fBitmap(Bitmap), fSaved(Bitmap.Access()) {
-        Bitmap.SetAccess(Access);
-    }
-    ~TAccessOverride() { fBitmap.SetAccess(fSaved); }
-    TIEBitmap& fBitmap;
-    TIEDataAccess fSaved;
-};
-
 } // namespace
 
 const std::vector<TIEPixelFormat>& IEFormatSubstitutes(TIEPixelFormat Format) {
@@ -170,16 +161,23 @@ void TIEBitmap::AssignEx(TIEBitmap& Source, [[maybe_unused]] bool AssignParams) 
     fOrigin = Source.fOrigin;
     if (AllocateImage()) {
         fFull = Source.fFull;
-        TAccessOverride sourceAccess(Source, iedRead), targetAccess(*this, iedWrite);
+        TIEScopedAccess sourceAccess(&Source, iedRead), targetAccess(this, iedWrite);
+        bool copied = true;
         if (fLocation == ieFile && Source.fLocation == ieFile && fRowLen == Source.fRowLen) {
             ReleaseMaps();
             Source.ReleaseMaps();
-            Source.fMemMap->CopyTo(*fMemMap);
+            copied = !Source.fMemMap->Failed() && Source.fMemMap->CopyTo(*fMemMap);
         } else {
             int64_t bytes = std::min(fRowLen, Source.fRowLen);
-            for (int32_t row = 0; row < fHeight; ++row)
-                std::memcpy(GetScanline(row), Source.GetScanline(row), size_t(bytes));
+            for (int32_t row = 0; row < fHeight && copied; ++row) {
+                void* target = GetScanline(row);
+                const void* source = Source.GetScanline(row);
+                copied = target && source;
+                if (copied) std::memcpy(target, source, size_t(bytes));
+            }
         }
+        // A copy with holes is no copy: the target ends empty, as after a failed Allocate.
+        if (!(copied & Source.FlushRows() & FlushRows())) FreeImage(false);
     } else {
         fWidth = fHeight = 0;
     }
@@ -239,7 +237,7 @@ void TIEBitmap::CopyToEx(TIEBitmap& Dest, int32_t SrcX, int32_t SrcY, int32_t Ds
         Dest.Changed();
         return;
     }
-    TAccessOverride destAccess(Dest, iedRead | iedWrite);
+    TIEScopedAccess destAccess(&Dest, iedRead | iedWrite);
     int64_t bytesPerPixel = fBitCount / 8;
     std::vector<uint8_t> sourceRow(static_cast<size_t>(fRowLen));
     // Walking upwards when the rectangle moves down inside one image keeps the
@@ -254,8 +252,13 @@ void TIEBitmap::CopyToEx(TIEBitmap& Dest, int32_t SrcX, int32_t SrcY, int32_t Ds
             offset = (RectWidth - width) / 2;
             if (width < 1) continue;
         }
-        std::memcpy(sourceRow.data(), GetScanline(SrcY + j), sourceRow.size());
+        // The source row is copied first: within one file-backed image the next
+        // GetScanline releases it.
+        const void* source = GetScanline(SrcY + j);
+        if (!source) break;
+        std::memcpy(sourceRow.data(), source, sourceRow.size());
         auto* target = static_cast<uint8_t*>(Dest.GetScanline(DstY + j));
+        if (!target) break;
         int64_t sx = SrcX + offset, dx = DstX + offset;
         if (bitToBit) {
             for (int32_t x = 0; x < width; ++x)
@@ -287,8 +290,12 @@ void TIEBitmap::MergeAlphaRect(TIEBitmap& Dest, int32_t SrcX, int32_t SrcY, int3
         return;
     std::vector<uint8_t> sourceRow(static_cast<size_t>(fRowLen));
     for (int32_t j = 0; j < RectHeight; ++j) {
-        std::memcpy(sourceRow.data(), GetScanline(SrcY + j), sourceRow.size());
-        auto* target = static_cast<uint8_t*>(Dest.GetScanline(DstY + j)) + DstX;
+        const void* sourceLevels = GetScanline(SrcY + j);
+        if (!sourceLevels) break;
+        std::memcpy(sourceRow.data(), sourceLevels, sourceRow.size());
+        auto* target = static_cast<uint8_t*>(Dest.GetScanline(DstY + j));
+        if (!target) break;
+        target += DstX;
         const uint8_t* source = sourceRow.data() + SrcX;
         for (int32_t x = 0; x < RectWidth; ++x) {
             int s = source[x], d = target[x];
@@ -323,9 +330,12 @@ void TIEBitmap::Fill(double Value) {
         row.assign(size_t(fRowLen), pixel.Bit ? 0xFF : 0x00);
     else
         row = PatternRun(pixel, fWidth, fRowLen);
-    TAccessOverride access(*this, iedWrite);
-    for (int32_t y = 0; y < fHeight; ++y)
-        std::memcpy(GetScanline(y), row.data(), size_t(fRowLen));
+    TIEScopedAccess access(this, iedWrite);
+    for (int32_t y = 0; y < fHeight; ++y) {
+        void* target = GetScanline(y);
+        if (!target) break;
+        std::memcpy(target, row.data(), size_t(fRowLen));
+    }
     fFull = pixel.IsWhite;
     Changed();
 }
@@ -339,9 +349,10 @@ void TIEBitmap::FillRect(int32_t x1, int32_t y1, int32_t x2, int32_t y2, double 
     TFillPixel pixel = EncodeFillValue(fPixelFormat, Value);
     std::vector<uint8_t> run;
     if (fPixelFormat != ie1g) run = PatternRun(pixel, x2 - x1 + 1, 0);
-    TAccessOverride access(*this, iedRead | iedWrite);
+    TIEScopedAccess access(this, iedRead | iedWrite);
     for (int32_t y = y1; y <= y2; ++y) {
         auto* row = static_cast<uint8_t*>(GetScanline(y));
+        if (!row) break;
         if (fPixelFormat == ie1g)
             for (int32_t x = x1; x <= x2; ++x)
                 SetBit(row, x, pixel.Bit);
@@ -382,6 +393,8 @@ void TIEBitmap::Resize(int32_t NewWidth, int32_t NewHeight, double BackgroundVal
     }
     CopyRectTo(resized, std::max(0, -offsetX), std::max(0, -offsetY), std::max(0, offsetX),
                std::max(0, offsetY), fWidth, fHeight, false);
+    // Rows lost on the way leave the picture as it was.
+    if (!(FlushRows() & resized.FlushRows())) return;
     CopyPaletteTo(resized);
     if (fAlphaChannel) {
         bool wasFull = fAlphaChannel->fFull;
@@ -451,10 +464,11 @@ TIEBitmap* TIEBitmap::GetAtSize(int32_t aWidth, int32_t aHeight, TIEPixelFormat 
                                                               : rfFastLinear;
         auto sized = std::make_unique<TIEBitmap>();
         sized->fOrigin = copy->fOrigin;
-        if (sized->Allocate(aWidth, aHeight, copy->fPixelFormat)) {
-            copy->CopyPaletteTo(*sized);
-            IEResampleDispatch(*copy, *sized, filter, nullptr, nullptr);
-        }
+        // A copy that can't be made comes back empty, so callers that check the size
+        // see it.
+        bool made = sized->Allocate(aWidth, aHeight, copy->fPixelFormat);
+        if (made) copy->CopyPaletteTo(*sized);
+        if (made && !IEResampleDispatch(*copy, *sized, filter, nullptr, nullptr)) sized->FreeImage(true);
         copy = std::move(sized);
     }
     fTempIEBitmap = std::move(copy);
@@ -477,7 +491,8 @@ void TIEBitmap::Resample(int32_t NewWidth, int32_t NewHeight, TResampleFilter Fi
     target.fMemoryAllocator = fMemoryAllocator;
     if (!target.Allocate(NewWidth, NewHeight, fPixelFormat)) return;
     CopyPaletteTo(target);
-    IEResampleDispatch(*this, target, FilterType, fOnProgress, this);
+    // The picture stays as it is when the target can't be filled.
+    if (!IEResampleDispatch(*this, target, FilterType, fOnProgress, this)) return;
     target.fAlphaLocation = fAlphaLocation;
     target.SwitchTo(*this);
     Changed();

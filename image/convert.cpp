@@ -13,42 +13,29 @@ using namespace ieconvert;
 
 namespace {
 
-// Source rows are only read; on ieFile this spares writing every row back.
-class TReadOnly {
-  public:
-    explicit TReadOnly(TIEBitmap& Bitmap) : fBitmap(Bitmap), fSaved(Bitmap.Access()) {
-        Bitmap.SetAccess(iedRead);
-    }
-    ~TReadOnly() { fBitmap.SetAccess(fSaved); }
-    TReadOnly(const TReadOnly&) = delete;
-    TReadOnly& operator=(const TReadOnly&) = delete;
-
-  private:
-    TIEBitmap& fBitmap;
-    TIEDataAccess fSaved;
-};
-
 // The row kernel: one instantiation per pair, the rule inlined into the pixel loop.
 // Source and Target are different bitmaps, so both row pointers stay valid together
 // even on ieFile.
 template <typename TSource, typename TTarget, typename Rule>
 void MapPixels(TIEBitmap& Source, TIEBitmap& Target, Rule PixelRule) {
-    TReadOnly readOnly(Source);
+    TIEScopedAccess readOnly(&Source, iedRead);
     int32_t width = Target.Width();
     for (int32_t y = 0; y < Target.Height(); ++y) {
         const auto* from = static_cast<const TSource*>(Source.GetScanline(y));
         auto* to = static_cast<TTarget*>(Target.GetScanline(y));
+        if (!from || !to) return;
         for (int32_t x = 0; x < width; ++x)
             to[x] = PixelRule(from[x]);
     }
 }
 
 template <typename TTarget> void MapBits(TIEBitmap& Source, TIEBitmap& Target, TTarget Black, TTarget White) {
-    TReadOnly readOnly(Source);
+    TIEScopedAccess readOnly(&Source, iedRead);
     int32_t width = Target.Width();
     for (int32_t y = 0; y < Target.Height(); ++y) {
         const auto* from = static_cast<const uint8_t*>(Source.GetScanline(y));
         auto* to = static_cast<TTarget*>(Target.GetScanline(y));
+        if (!from || !to) return;
         for (int32_t x = 0; x < width; ++x)
             to[x] = (from[x >> 3] & (0x80 >> (x & 7))) ? White : Black;
     }
@@ -63,11 +50,12 @@ void ExpandBitsToRGB(TIEBitmap& Source, TIEBitmap& Target) {
                 t[size_t(byte)][size_t(bit)] = Replicated((byte & (0x80 >> bit)) ? 255 : 0);
         return t;
     }();
-    TReadOnly readOnly(Source);
+    TIEScopedAccess readOnly(&Source, iedRead);
     int32_t width = Target.Width();
     for (int32_t y = 0; y < Target.Height(); ++y) {
         const auto* from = static_cast<const uint8_t*>(Source.GetScanline(y));
         auto* to = static_cast<TRGB*>(Target.GetScanline(y));
+        if (!from || !to) return;
         for (int32_t x = 0; x < width; x += 8)
             std::memcpy(to + x, table[from[x >> 3]].data(), size_t(std::min(8, width - x)) * sizeof(TRGB));
     }
@@ -133,10 +121,14 @@ void Quantize(TIEBitmap& Source, TIEBitmap& Target) {
 
 // Rows of equal pixel size copied as bytes; the palette is the caller's business.
 void CopyRowBytes(TIEBitmap& Source, TIEBitmap& Target) {
-    TReadOnly readOnly(Source);
+    TIEScopedAccess readOnly(&Source, iedRead);
     size_t bytes = size_t(IEComputeRowLen(Target.Width(), Target.BitCount(), 8));
-    for (int32_t y = 0; y < Target.Height(); ++y)
-        std::memcpy(Target.GetScanline(y), Source.GetScanline(y), bytes);
+    for (int32_t y = 0; y < Target.Height(); ++y) {
+        void* to = Target.GetScanline(y);
+        const void* from = Source.GetScanline(y);
+        if (!from || !to) return;
+        std::memcpy(to, from, bytes);
+    }
 }
 
 bool FromBits(TIEBitmap& Source, TIEBitmap& Target) {
@@ -470,8 +462,13 @@ void IEConvertPixelFormat(TIEBitmap& Bitmap, TIEPixelFormat NewFormat) {
         throw;
     }
     Bitmap.fPaletteUsed = paletteUsed;
-    if (!allocated) return;
-    ConvertRows(old, Bitmap);
+    if (allocated) ConvertRows(old, Bitmap);
+    // Out of memory or rows lost on disk: the picture stays as it was.
+    if (!allocated || !(old.FlushRows() & Bitmap.FlushRows())) {
+        old.SwitchTo(Bitmap);
+        Bitmap.fPaletteUsed = paletteUsed;
+        return;
+    }
     // Moved rather than copied: the temporary is about to go.
     Bitmap.fAlphaChannel = std::move(old.fAlphaChannel);
     if (Bitmap.fPixelFormat == ie8p) Bitmap.PushPaletteToTBitmap();

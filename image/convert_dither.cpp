@@ -103,8 +103,12 @@ bool Compatible(TIEBitmap& Source, TIEBitmap& Target) {
 
 void CopyBitRows(TIEBitmap& Source, TIEBitmap& Target) {
     size_t bytes = size_t((Target.Width() + 7) / 8);
-    for (int32_t y = 0; y < Target.Height(); ++y)
-        std::memcpy(Target.GetScanline(y), Source.GetScanline(y), bytes);
+    for (int32_t y = 0; y < Target.Height(); ++y) {
+        void* to = Target.GetScanline(y);
+        const void* from = Source.GetScanline(y);
+        if (!from || !to) return;
+        std::memcpy(to, from, bytes);
+    }
 }
 
 // Colour formats the dither has no reader for take the documented detour.
@@ -181,7 +185,9 @@ void IEConvertToBWThreshold(TIEBitmap& Source, TIEBitmap& Target, int32_t Thresh
             TColourSums sums;
             std::array<uint64_t, 256> histogram{};
             for (int32_t y = 0; y < height; ++y) {
-                ReadRow(Source.GetScanline(y), width, levels.data(), sums);
+                const void* row = Source.GetScanline(y);
+                if (!row) return;
+                ReadRow(row, width, levels.data(), sums);
                 for (uint8_t level : levels)
                     ++histogram[level];
             }
@@ -194,9 +200,11 @@ void IEConvertToBWThreshold(TIEBitmap& Source, TIEBitmap& Target, int32_t Thresh
         TProgress progress(Target, height);
         TColourSums unused;
         for (int32_t y = 0; y < height; ++y) {
-            ReadRow(Source.GetScanline(y), width, levels.data(), unused);
-            PackBits(width, static_cast<uint8_t*>(Target.GetScanline(y)),
-                     [&](int32_t x) { return levels[size_t(x)] >= threshold; });
+            const void* row = Source.GetScanline(y);
+            auto* bits = static_cast<uint8_t*>(Target.GetScanline(y));
+            if (!row || !bits) return;
+            ReadRow(row, width, levels.data(), unused);
+            PackBits(width, bits, [&](int32_t x) { return levels[size_t(x)] >= threshold; });
             progress.RowDone(y);
         }
     });
@@ -216,7 +224,9 @@ void IEConvertToBWOrdered(TIEBitmap& Source, TIEBitmap& Target) {
         // which is how this rule has always behaved.
         for (int32_t y = 0; y < height; ++y) {
             const auto* p = static_cast<const float*>(Source.GetScanline(y));
-            PackBits(width, static_cast<uint8_t*>(Target.GetScanline(y)),
+            auto* bits = static_cast<uint8_t*>(Target.GetScanline(y));
+            if (!p || !bits) break;
+            PackBits(width, bits,
                      [&](int32_t x) { return double(p[x]) / 2.0 > kOrderedMatrix[x & 7][y & 7]; });
         }
         Target.Changed();
@@ -226,8 +236,11 @@ void IEConvertToBWOrdered(TIEBitmap& Source, TIEBitmap& Target) {
     WithGreyReader(Source, TIEGreyCoefficients::Current(), [&](bool, auto&& ReadRow) {
         TColourSums unused;
         for (int32_t y = 0; y < height; ++y) {
-            ReadRow(Source.GetScanline(y), width, levels.data(), unused);
-            PackBits(width, static_cast<uint8_t*>(Target.GetScanline(y)),
+            const void* row = Source.GetScanline(y);
+            auto* bits = static_cast<uint8_t*>(Target.GetScanline(y));
+            if (!row || !bits) return;
+            ReadRow(row, width, levels.data(), unused);
+            PackBits(width, bits,
                      [&](int32_t x) { return (levels[size_t(x)] >> 2) > kOrderedMatrix[x & 7][y & 7]; });
         }
     });

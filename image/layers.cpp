@@ -201,10 +201,12 @@ void PlaceLayer(TIELayer& Layer, TResampleFilter MergeFilter, TPlacedLayer& Plac
     Placed.RowBuffer.resize(size_t(std::max(Placed.W, 0)));
 }
 
-// Row y of the layer as 24-bit colour.
+// Row y of the layer as 24-bit colour; null if the row can't be had.
 const TRGB* ColourRow(TPlacedLayer& Layer, int32_t y) {
     TIEBitmap& pixels = *Layer.Pixels;
     if (pixels.PixelFormat() == ie24RGB) return static_cast<const TRGB*>(pixels.GetScanline(y));
+    // Pixel by pixel a lost row would read as black; asking for the row once tells.
+    if (!pixels.GetScanline(y)) return nullptr;
     for (int32_t x = 0; x < Layer.W; ++x)
         Layer.RowBuffer[size_t(x)] = pixels.GetPixels(x, y);
     return Layer.RowBuffer.data();
@@ -223,6 +225,11 @@ std::unique_ptr<TIEBitmap> MaskPlane(TIELayer& Mask, TResampleFilter MergeFilter
 } // namespace
 
 void IEComposeLayers(const TIELayerComposition& Composition, TIEBitmap& Destination) {
+    // One bitmap can't be read at two rows through GetScanline.
+    TIEBitmap* lowerBitmap = Composition.Lower->GetBitmap();
+    if (Composition.Lower == Composition.Upper ||
+        (lowerBitmap && lowerBitmap == Composition.Upper->GetBitmap()))
+        throw EIEException("Cannot merge a layer with itself");
     TPlacedLayer lower, upper;
     PlaceLayer(*Composition.Lower, Composition.MergeFilter, lower);
     PlaceLayer(*Composition.Upper, Composition.MergeFilter, upper);
@@ -265,7 +272,8 @@ void IEComposeLayers(const TIELayerComposition& Composition, TIEBitmap& Destinat
     const int32_t lowerFrom = lower.X - x0, lowerTo = lowerFrom + lower.W;
     const int32_t upperFrom = upper.X - x0, upperTo = upperFrom + upper.W;
 
-    for (int32_t cy = 0; cy < height; ++cy) {
+    bool rowsLost = false;
+    for (int32_t cy = 0; cy < height && !rowsLost; ++cy) {
         const int32_t y = y0 + cy;
         const bool inLowerRow = lower.CoversRow(y);
         const bool inUpperRow = upper.CoversRow(y);
@@ -279,7 +287,7 @@ void IEComposeLayers(const TIELayerComposition& Composition, TIEBitmap& Destinat
         if (inUpperRow) {
             alphaU = upper.Alpha ? static_cast<const uint8_t*>(upper.Alpha->GetRow(y - upper.Y))
                                  : opaqueRow.data();
-            if (mask) {
+            if (mask && alphaU) {
                 // The mask's level joins the minimum; outside the mask nothing shows.
                 const int32_t my = y - maskY;
                 const auto* levels =
@@ -297,6 +305,7 @@ void IEComposeLayers(const TIELayerComposition& Composition, TIEBitmap& Destinat
         }
         auto* out = static_cast<TRGB*>(Destination.GetRow(cy));
         auto* outAlpha = static_cast<uint8_t*>(destinationAlpha->GetRow(cy));
+        rowsLost = (inLowerRow && (!cl || !alphaL)) || (inUpperRow && (!cu || !alphaU)) || !out || !outAlpha;
         // The row falls into spans covered by both layers, by one, or by neither; each
         // span runs a loop of its own.
         auto blend = [&](int32_t From, int32_t To) {
@@ -338,7 +347,7 @@ void IEComposeLayers(const TIELayerComposition& Composition, TIEBitmap& Destinat
             cuts[count++] = std::clamp(edge, 0, width);
         std::sort(cuts, cuts + 5);
         cuts[5] = width;
-        for (int32_t i = 0; i < 5; ++i) {
+        for (int32_t i = 0; i < 5 && !rowsLost; ++i) {
             const int32_t from = cuts[i], to = cuts[i + 1];
             if (from >= to) continue;
             const bool inLower = inLowerRow && from >= lowerFrom && from < lowerTo;
@@ -357,5 +366,9 @@ void IEComposeLayers(const TIELayerComposition& Composition, TIEBitmap& Destinat
         if (inLowerRow && lower.Alpha) lower.Alpha->FreeRow(y - lower.Y);
         if (inUpperRow && upper.Alpha) upper.Alpha->FreeRow(y - upper.Y);
     }
+    for (TIEBitmap* used : {lower.Pixels, upper.Pixels, lower.Alpha, upper.Alpha, mask.get()})
+        rowsLost = (used && !used->FlushRows()) || rowsLost;
+    if (rowsLost | !Destination.FlushRows() | !destinationAlpha->FlushRows())
+        throw EIEException("Not enough memory");
     Destination.Changed();
 }

@@ -140,8 +140,7 @@ void TIEBitmap::SetPixels(int32_t x, int32_t y, TRGB Value) {
         break;
     case ie32RGB: {
         // The fourth byte may be the alpha of iaRGBA; a colour write leaves it alone.
-        TRGBA* p = GetPPixels_ie32RGB(x, y);
-        *p = TRGBA{Value.b, Value.g, Value.r, p->a};
+        if (TRGBA* p = GetPPixels_ie32RGB(x, y)) *p = TRGBA{Value.b, Value.g, Value.r, p->a};
         break;
     }
     case ieNull:

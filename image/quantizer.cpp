@@ -24,6 +24,7 @@ TIEQuantizer::TIEQuantizer(TIEBitmap& Source, TRGB* Palette, int32_t ColorCount)
     if (Source.PixelFormat() == ie24RGB) {
         for (int32_t y = 0; y < Source.Height(); ++y) {
             const auto* row = static_cast<const TRGB*>(Source.GetScanline(y));
+            if (!row) break;
             for (int32_t x = 0; x < Source.Width(); ++x) {
                 auto [it, added] = position.try_emplace(Key(row[x]), uint32_t(colours.size()));
                 if (added) colours.emplace_back(it->first, 0);

@@ -187,6 +187,7 @@ void IEAdjustSaturation(TIEBitmap& Bitmap, int32_t Saturation) {
     const double s = Saturation / 100.0;
     for (int32_t y = 0; y < Bitmap.Height(); ++y) {
         auto* row = static_cast<TRGB*>(Bitmap.GetScanline(y));
+        if (!row) break;
         for (int32_t x = 0; x < Bitmap.Width(); ++x) {
             const double R = row[x].r, G = row[x].g, B = row[x].b;
             const double grey = 0.3 * R + 0.59 * G + 0.11 * B;
@@ -210,13 +211,20 @@ void IEAutoImageEnhance3(TIEBitmap& Bitmap, double Gamma, int32_t Saturation,
     };
 
     std::unique_ptr<TIEBitmap> alpha = Bitmap.DetachAlphaChannel(false);
-    Bitmap.Resize(Bitmap.Width() + EnhancePadding, Bitmap.Height() + EnhancePadding, 0.5, 255, iehRight,
-                  ievTop);
-    const int32_t w = Bitmap.Width(), h = Bitmap.Height();
+    const int32_t w = Bitmap.Width() + EnhancePadding, h = Bitmap.Height() + EnhancePadding;
+    Bitmap.Resize(w, h, 0.5, 255, iehRight, ievTop);
+    // Out of memory or rows lost on disk: the picture goes back as it came.
+    auto giveBack = [&] {
+        if (Bitmap.IsSize(w, h))
+            Bitmap.Resize(w - EnhancePadding, h - EnhancePadding, 0.5, 255, iehRight, ievTop);
+        if (alpha) Bitmap.ReplaceAlphaChannel(std::move(alpha));
+    };
+    if (!Bitmap.IsSize(w, h)) return giveBack();
 
     TIEFloatImage lum(w, h);
     for (int32_t y = 0; y < h; ++y) {
         const auto* src = static_cast<const TRGB*>(Bitmap.GetScanline(y));
+        if (!src) return giveBack();
         float* dst = lum.Row(y);
         for (int32_t x = 0; x < w; ++x) {
             const int64_t Y = IETrunc(0.299 * src[x].r + 0.587 * src[x].g + 0.114 * src[x].b);
@@ -248,15 +256,11 @@ void IEAutoImageEnhance3(TIEBitmap& Bitmap, double Gamma, int32_t Saturation,
     g[0] = 1; // a divisor below
     GammaTable(Gamma, o);
     TIEBitmap res;
-    if (!res.Allocate(w, h, ie24RGB)) {
-        // Out of memory: the picture goes back as it came.
-        Bitmap.Resize(w - EnhancePadding, h - EnhancePadding, 0.5, 255, iehRight, ievTop);
-        if (alpha) Bitmap.ReplaceAlphaChannel(std::move(alpha));
-        return;
-    }
+    if (!res.Allocate(w, h, ie24RGB)) return giveBack();
     for (int32_t y = 0; y < h; ++y) {
         const auto* src = static_cast<const TRGB*>(Bitmap.GetScanline(y));
         auto* dst = static_cast<TRGB*>(res.GetScanline(y));
+        if (!src || !dst) return giveBack();
         const float* l = lum.Row(y);
         const float* t = tone2.Row(y);
         for (int32_t x = 0; x < w; ++x) {
@@ -271,6 +275,7 @@ void IEAutoImageEnhance3(TIEBitmap& Bitmap, double Gamma, int32_t Saturation,
     IEAdjustSaturation(res, Saturation);
     stageDone();
     res.Resize(w - EnhancePadding, h - EnhancePadding, 0.5, 255, iehRight, ievTop);
+    if (!res.FlushRows() || !res.IsSize(w - EnhancePadding, h - EnhancePadding)) return giveBack();
     Bitmap.AssignImage(res);
     if (alpha) Bitmap.ReplaceAlphaChannel(std::move(alpha));
     Bitmap.Changed();
@@ -283,6 +288,7 @@ void IEWhiteBalanceGrayWorld(TIEBitmap& Bitmap, const TIEProgressEvent& OnProgre
     int64_t sums[3] = {0, 0, 0};
     for (int32_t y = 0; y < h; ++y) {
         const auto* row = static_cast<const uint8_t*>(Bitmap.GetScanline(y));
+        if (!row) return;
         for (int32_t x = 0; x < w; ++x)
             for (int32_t c = 0; c < 3; ++c)
                 sums[c] += row[3 * x + c];
@@ -300,6 +306,7 @@ void IEWhiteBalanceGrayWorld(TIEBitmap& Bitmap, const TIEProgressEvent& OnProgre
     TIEProgressReporter progress(OnProgress, Sender);
     for (int32_t y = 0; y < h; ++y) {
         auto* row = static_cast<uint8_t*>(Bitmap.GetScanline(y));
+        if (!row) break;
         for (int32_t x = 0; x < w; ++x)
             for (int32_t c = 0; c < 3; ++c)
                 row[3 * x + c] = tables[c][row[3 * x + c]];
@@ -317,6 +324,7 @@ void IEConvertToGray(TIEBitmap& Bitmap, const TIEProcRect& Rect) {
     const int32_t y1 = std::max(Rect.y1, 0), y2 = std::min(Rect.y2, Bitmap.Height());
     for (int32_t y = y1; y < y2; ++y) {
         auto* row = static_cast<TRGB*>(Bitmap.GetScanline(y));
+        if (!row) break;
         for (int32_t x = x1; x < x2; ++x) {
             const uint8_t v =
                 IEByteClamp((row[x].r * redCoef + row[x].g * greenCoef + row[x].b * blueCoef) / 100);

@@ -24,7 +24,8 @@ void TImagerProc::Resample(int32_t NewWidth, int32_t NewHeight, TResampleFilter 
     if (NewWidth == fIEBitmap->Width() && NewHeight == fIEBitmap->Height()) return;
     // No undo store exists in this engine; holders of the batch switch AutoUndo off anyway.
     TIEBitmap resampled;
-    ResampleTo(resampled, NewWidth, NewHeight, FilterType, MaintainAspectRatio);
+    // A size that can't be resolved or had leaves the picture as it is.
+    if (!ResampleTo(resampled, NewWidth, NewHeight, FilterType, MaintainAspectRatio)) return;
     fIEBitmap->AssignImage(resampled);
     if (OnUpdate) OnUpdate();
     FinishWork();
@@ -33,19 +34,25 @@ void TImagerProc::Resample(int32_t NewWidth, int32_t NewHeight, TResampleFilter 
 void TImagerProc::Resample(double ScaleBy, TResampleFilter FilterType) {
     if (ScaleBy == 0) return;
     CheckBitmap();
-    Resample(IERound(fIEBitmap->Width() * ScaleBy), IERound(fIEBitmap->Height() * ScaleBy), FilterType, false);
+    Resample(IERound(fIEBitmap->Width() * ScaleBy), IERound(fIEBitmap->Height() * ScaleBy), FilterType,
+             false);
 }
 
-void TImagerProc::ResampleTo(TIEBitmap& Target, int32_t TargetWidth, int32_t TargetHeight,
+bool TImagerProc::ResampleTo(TIEBitmap& Target, int32_t TargetWidth, int32_t TargetHeight,
                              TResampleFilter FilterType, bool MaintainAspectRatio) {
     CheckBitmap();
-    if (fIEBitmap->IsEmpty()) return;
+    if (fIEBitmap->IsEmpty()) return false;
     fProgressTask = ietResampling;
     IEResolveResampleSize(TargetWidth, TargetHeight, fIEBitmap->Width(), fIEBitmap->Height(),
                           MaintainAspectRatio);
-    if (!Target.Allocate(TargetWidth, TargetHeight, fIEBitmap->PixelFormat(), -1.0, 255)) return;
-    IEResampleDispatch(*fIEBitmap, Target, FilterType, OnProgress, this);
+    bool done = Target.Allocate(TargetWidth, TargetHeight, fIEBitmap->PixelFormat(), -1.0, 255) &&
+                IEResampleDispatch(*fIEBitmap, Target, FilterType, OnProgress, this);
+    if (!done) {
+        fProgressTask = ietUnknown;
+        return false;
+    }
     FinishWork();
+    return true;
 }
 
 bool TImagerProc::BeginImageProcessing(TIEProcRect& Rect) {

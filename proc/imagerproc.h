@@ -34,7 +34,9 @@ class TImagerProc {
     void Resample(int32_t NewWidth, int32_t NewHeight, TResampleFilter FilterType,
                   bool MaintainAspectRatio = false);
     void Resample(double ScaleBy, TResampleFilter FilterType);
-    void ResampleTo(TIEBitmap& Target, int32_t TargetWidth, int32_t TargetHeight, TResampleFilter FilterType,
+    // False when the size can't be resolved or allocated or the rows can't be had;
+    // Target is then not to be used.
+    bool ResampleTo(TIEBitmap& Target, int32_t TargetWidth, int32_t TargetHeight, TResampleFilter FilterType,
                     bool MaintainAspectRatio = false);
 
     // Sharpening and merge (proc/sharpen.cpp).

@@ -73,6 +73,7 @@ bool EnsureFormat(TIEBitmap& Dst, TIEPixelFormat Format) {
 // format, except for ie1g into ie24RGB, where the bit becomes a grey.
 void FillFromSinglePixel(TIEBitmap& Src, TIEBitmap& Dst) {
     const uint8_t* s = static_cast<const uint8_t*>(Src.GetScanline(0));
+    if (!s) return;
     uint8_t pixel[8] = {};
     int32_t bytes = Dst.BitCount() / 8;
     const bool bit = Src.PixelFormat() == ie1g && (s[0] & 0x80) != 0;
@@ -80,8 +81,10 @@ void FillFromSinglePixel(TIEBitmap& Src, TIEBitmap& Dst) {
         std::memset(pixel, bit ? 255 : 0, sizeof(pixel));
     else
         std::memcpy(pixel, s, size_t(bytes));
+    if (Src.PixelFormat() == ie8p) Src.CopyPaletteTo(Dst);
     for (int32_t y = 0; y < Dst.Height(); ++y) {
         uint8_t* d = static_cast<uint8_t*>(Dst.GetScanline(y));
+        if (!d) return;
         if (Dst.PixelFormat() == ie1g) {
             std::memset(d, bit ? 0xFF : 0x00, size_t(Dst.RowLen()));
             continue;
@@ -98,45 +101,55 @@ int32_t HorizontalThreads(TIEBitmap& Src) {
                                   IEPhysicalCoreCount());
 }
 
+// The routes say whether they ran an engine; lost rows are the dispatch's to find.
+
 // ie8g images and every alpha plane.
-void Route8(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter, const TIEProgressEvent& OnProgress,
+bool Route8(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter, const TIEProgressEvent& OnProgress,
             void* Sender) {
+    if (Src.PixelFormat() != ie8g || Dst.PixelFormat() != ie8g) return false;
     if (IsAreaFilter(Filter))
         IEAreaResample8(Rows(Src), nullptr, Rows(Dst), 1, Filter, OnProgress, Sender);
     else if (Filter == rfFastLinear || IsProjection(Filter))
         IEFastLinearResample8(Rows(Src), Rows(Dst), OnProgress, Sender);
     else if (IsScalerFilter(Filter))
-        IESystemScalerResample(Src, Dst, Filter, OnProgress, Sender);
+        return IESystemScalerResample(Src, Dst, Filter, OnProgress, Sender);
     else
         IEContributionResample8(Rows(Src), Rows(Dst), Filter, OnProgress, Sender);
+    return true;
 }
 
-void Route16(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter, const TIEProgressEvent& OnProgress,
+bool Route16(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter, const TIEProgressEvent& OnProgress,
              void* Sender) {
     if (IsAreaFilter(Filter))
         IEAreaResample16(Rows(Src), nullptr, Rows(Dst), 1, Filter, OnProgress, Sender);
     else if (Filter == rfFastLinear || IsProjection(Filter))
         IEFastLinearResample16(Rows(Src), Rows(Dst), OnProgress, Sender);
     else if (IsScalerFilter(Filter))
-        IESystemScalerResample(Src, Dst, Filter, OnProgress, Sender);
+        return IESystemScalerResample(Src, Dst, Filter, OnProgress, Sender);
     else
         IEContributionResample16(Rows(Src), Rows(Dst), Filter, OnProgress, Sender);
+    return true;
 }
 
-void Route24(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter, const TIEProgressEvent& OnProgress,
+bool Route24(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter, const TIEProgressEvent& OnProgress,
              void* Sender) {
-    if (Filter == rfFastLinear) {
-        IEFastLinearResample24(Rows(Src), Rows(Dst), OnProgress, Sender);
-    } else if (IsProjection(Filter)) {
-        if (EnsureFormat(Dst, ie1g)) IEProjectResample(Rows(Src), false, Rows(Dst), Filter);
-    } else {
-        IEContributionResample24(Rows(Src), Rows(Dst), Filter, HorizontalThreads(Src), OnProgress, Sender);
+    if (IsProjection(Filter)) {
+        if (!EnsureFormat(Dst, ie1g)) return false;
+        IEProjectResample(Rows(Src), false, Rows(Dst), Filter);
+        return true;
     }
+    // Both engines write TRGB rows; any other destination would be written past its rows.
+    if (Dst.PixelFormat() != ie24RGB) return false;
+    if (Filter == rfFastLinear)
+        IEFastLinearResample24(Rows(Src), Rows(Dst), OnProgress, Sender);
+    else
+        IEContributionResample24(Rows(Src), Rows(Dst), Filter, HorizontalThreads(Src), OnProgress, Sender);
+    return true;
 }
 
-void OneBitRoute(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter, const TIEProgressEvent& OnProgress,
+bool OneBitRoute(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter, const TIEProgressEvent& OnProgress,
                  void* Sender) {
-    if (!EnsureFormat(Dst, IsProjection(Filter) ? ie1g : ie24RGB)) return;
+    if (!EnsureFormat(Dst, IsProjection(Filter) ? ie1g : ie24RGB)) return false;
     if (Src.Width() == 1 && Src.Height() == 1) {
         FillFromSinglePixel(Src, Dst);
     } else if (IsProjection(Filter)) {
@@ -144,23 +157,22 @@ void OneBitRoute(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter, const T
     } else if (Filter == rfFastLinear || IsAreaFilter(Filter)) {
         IEOneBitLinearResample(Rows(Src), Rows(Dst));
     } else if (IsScalerFilter(Filter)) {
-        IESystemScalerResample(Src, Dst, Filter, OnProgress, Sender);
+        return IESystemScalerResample(Src, Dst, Filter, OnProgress, Sender);
     } else {
         IEContributionResample1To24(Rows(Src), Rows(Dst), Filter, OnProgress, Sender);
     }
+    return true;
 }
 
-void EngineChoice(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter, TIEBitmap* SrcAlpha,
+bool EngineChoice(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter, TIEBitmap* SrcAlpha,
                   const TIEProgressEvent& OnProgress, void* Sender) {
-    if (Src.IsEmpty() || Dst.IsEmpty()) return;
+    if (Src.IsEmpty() || Dst.IsEmpty()) return false;
     if (Src.Width() == 1 && Src.Height() == 1) {
-        if (EnsureFormat(Dst, Src.PixelFormat())) FillFromSinglePixel(Src, Dst);
-        return;
+        if (!EnsureFormat(Dst, Src.PixelFormat())) return false;
+        FillFromSinglePixel(Src, Dst);
+        return true;
     }
-    if (IsScalerFilter(Filter)) {
-        IESystemScalerResample(Src, Dst, Filter, OnProgress, Sender);
-        return;
-    }
+    if (IsScalerFilter(Filter)) return IESystemScalerResample(Src, Dst, Filter, OnProgress, Sender);
     const TIEPixelFormat format = Src.PixelFormat();
     const bool sameFormat = format == Dst.PixelFormat();
     if (IsAreaFilter(Filter)) {
@@ -172,58 +184,66 @@ void EngineChoice(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter, TIEBit
                             : format == ie24RGB ? 3
                                                 : 4,
                             Filter, OnProgress, Sender);
-            return;
+            return true;
         }
         if (sameFormat && (format == ie16g || format == ie48RGB)) {
             IEAreaResample16(Rows(Src), alpha, Rows(Dst), format == ie16g ? 1 : 3, Filter, OnProgress,
                              Sender);
-            return;
+            return true;
         }
         Filter = IEGlobalSettings().DefaultResampleFilter();
     }
-    if (format == ie8g && sameFormat) {
-        Route8(Src, Dst, Filter, OnProgress, Sender);
-    } else if (format == ie16g && sameFormat) {
-        Route16(Src, Dst, Filter, OnProgress, Sender);
-    } else if (format == ie24RGB) {
-        Route24(Src, Dst, Filter, OnProgress, Sender);
-    } else {
-        TIEBitmap copy;
-        copy.Assign(Src);
-        copy.SetPixelFormat(ie24RGB);
-        if (EnsureFormat(Dst, ie24RGB)) Route24(copy, Dst, Filter, OnProgress, Sender);
-    }
+    if (format == ie8g && sameFormat) return Route8(Src, Dst, Filter, OnProgress, Sender);
+    if (format == ie16g && sameFormat) return Route16(Src, Dst, Filter, OnProgress, Sender);
+    if (format == ie24RGB) return Route24(Src, Dst, Filter, OnProgress, Sender);
+    TIEBitmap copy;
+    copy.Assign(Src);
+    copy.SetPixelFormat(ie24RGB);
+    if (copy.PixelFormat() != ie24RGB || copy.IsEmpty() || !EnsureFormat(Dst, ie24RGB)) return false;
+    return Route24(copy, Dst, Filter, OnProgress, Sender) && copy.FlushRows();
+}
+
+// The alpha plane follows with the same filter and no progress.
+bool ResampleAlpha(TIEBitmap& SrcAlpha, TIEBitmap& DstAlpha, TResampleFilter Filter) {
+    const TIEProgressEvent silent;
+    if (SrcAlpha.PixelFormat() != ie8g || DstAlpha.PixelFormat() != ie8g) return false;
+    if (Filter == rfNone)
+        IENearestResample(Rows(SrcAlpha), Rows(DstAlpha), 8, silent, nullptr);
+    else if (SrcAlpha.Width() == 1 && SrcAlpha.Height() == 1)
+        FillFromSinglePixel(SrcAlpha, DstAlpha);
+    else if (!Route8(SrcAlpha, DstAlpha, Filter, silent, nullptr))
+        return false;
+    DstAlpha.SetFull(SrcAlpha.Full());
+    return SrcAlpha.FlushRows() & DstAlpha.FlushRows();
 }
 
 } // namespace
 
-void IEResampleDispatch(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter,
+bool IEResampleDispatch(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter,
                         const TIEProgressEvent& OnProgress, void* Sender) {
     if (Src.Width() == Dst.Width() && Src.Height() == Dst.Height()) {
         Dst.Assign(Src);
-        return;
+        return !Dst.IsEmpty();
     }
-    if (Src.IsEmpty() || Dst.IsEmpty()) return;
+    if (Src.IsEmpty() || Dst.IsEmpty()) return false;
     TIEBitmap* srcAlpha = Src.AlphaChannelOpt();
     if (srcAlpha && srcAlpha->IsEmpty()) srcAlpha = nullptr;
+    // Source rows are only read; on ieFile that spares writing each one back.
+    TIEScopedAccess readOnly(&Src, iedRead), readOnlyAlpha(srcAlpha, iedRead);
+    bool done;
     if (Filter == rfNone) {
-        if (!EnsureFormat(Dst, Src.PixelFormat())) return;
-        if (Src.PixelFormat() == ie8p) Src.CopyPaletteTo(Dst);
-        IENearestResample(Rows(Src), Rows(Dst), Src.BitCount(), OnProgress, Sender);
+        done = EnsureFormat(Dst, Src.PixelFormat());
+        if (done && Src.PixelFormat() == ie8p) Src.CopyPaletteTo(Dst);
+        if (done) IENearestResample(Rows(Src), Rows(Dst), Src.BitCount(), OnProgress, Sender);
     } else if (Src.PixelFormat() == ie1g) {
-        OneBitRoute(Src, Dst, Filter, OnProgress, Sender);
+        done = OneBitRoute(Src, Dst, Filter, OnProgress, Sender);
     } else {
-        EngineChoice(Src, Dst, Filter, srcAlpha, OnProgress, Sender);
+        done = EngineChoice(Src, Dst, Filter, srcAlpha, OnProgress, Sender);
     }
-    if (!srcAlpha) return;
+    done = done & Src.FlushRows() & Dst.FlushRows();
+    if (!done || !srcAlpha) return done;
     TIEBitmap* dstAlpha = Dst.AlphaChannel();
-    if (!dstAlpha || dstAlpha->Width() != Dst.Width() || dstAlpha->Height() != Dst.Height()) return;
-    const TIEProgressEvent silent;
-    if (Filter == rfNone)
-        IENearestResample(Rows(*srcAlpha), Rows(*dstAlpha), 8, silent, nullptr);
-    else if (srcAlpha->Width() == 1 && srcAlpha->Height() == 1)
-        FillFromSinglePixel(*srcAlpha, *dstAlpha);
-    else
-        Route8(*srcAlpha, *dstAlpha, Filter, silent, nullptr);
-    dstAlpha->SetFull(srcAlpha->Full());
+    // A destination that is itself a plane has none to carry.
+    if (!dstAlpha) return true;
+    return dstAlpha->IsSize(Dst.Width(), Dst.Height()) && ResampleAlpha(*srcAlpha, *dstAlpha, Filter);
 }

@@ -10,6 +10,8 @@ void IEResolveResampleSize(int32_t& NewWidth, int32_t& NewHeight, int32_t Width,
                            bool MaintainAspectRatio);
 
 // Fills Dst, already allocated at the target size, from Src with the given filter.
-// The alpha plane of Src, if any, is resampled alongside.
-void IEResampleDispatch(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter,
+// The alpha plane of Src, if any, is resampled alongside. False when Dst could not
+// be filled: a destination format no engine writes, a failed allocation or rows
+// lost on disk; Dst then holds nothing to use.
+bool IEResampleDispatch(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter,
                         const TIEProgressEvent& OnProgress, void* Sender);

@@ -151,16 +151,20 @@ void Walk(const TIERowImage& Src, const TIERowImage* SrcAlpha, const TIERowImage
     auto slot = [&](int32_t r) { return ringBits.data() + size_t(r & 3) * rowSamples; };
     auto alphaSlot = [&](int32_t r) { return ringAlpha.data() + size_t(r & 3) * size_t(srcWidth); };
     auto load = [&](int32_t r) {
-        std::memcpy(slot(r), Src.Row(r), rowSamples * sizeof(Sample));
+        const uint8_t* row = Src.Row(r);
+        if (!row) return false;
+        std::memcpy(slot(r), row, rowSamples * sizeof(Sample));
         if (SrcAlpha) {
             const uint8_t* alpha = SrcAlpha->Row(r);
+            if (!alpha) return false;
             double* factors = alphaSlot(r);
             for (int32_t x = 0; x < srcWidth; ++x)
                 factors[x] = alpha[x] / 255.0;
         }
+        return true;
     };
     for (int32_t r = 0; r < 3 && r < srcHeight; ++r)
-        load(r);
+        if (!load(r)) return;
 
     std::vector<double> acc(size_t(dstWidth + 1) * size_t(Bpp), 0.0);
     std::vector<Sample> out(size_t(dstWidth) * size_t(Bpp));
@@ -201,13 +205,15 @@ void Walk(const TIERowImage& Src, const TIERowImage* SrcAlpha, const TIERowImage
                 const int32_t v = IERound(acc[i] * scale);
                 out[i] = Sample(std::clamp(v, 0, topInt));
             }
-            std::memcpy(Dst.Row(written), out.data(), out.size() * sizeof(Sample));
+            uint8_t* target = Dst.Row(written);
+            if (!target) return;
+            std::memcpy(target, out.data(), out.size() * sizeof(Sample));
             std::fill(acc.begin(), acc.end(), 0.0);
             ++written;
             progress.Report(IETrunc(double(written) / dstHeight * 100.0));
         } else if (row + 1 < srcHeight) {
             row += 1;
-            if (row + 1 < srcHeight - 1) load(row + 2);
+            if (row + 1 < srcHeight - 1 && !load(row + 2)) return;
         } else {
             // Only reachable if rounding kept the last target row open past the last
             // source row; the tolerance prevents it, this keeps it harmless.

@@ -407,6 +407,7 @@ template <class Format> class TResampleHorizThread : public TIEExecutor {
         }
         for (int32_t y = startY; y < startY + rowCount; ++y) {
             const uint8_t* row = shared.SrcRows ? (*shared.SrcRows)[size_t(y)] : shared.Src->Row(y);
+            if (!row) return;
             Format::Unpack(row, srcWidth, origins);
             for (const auto& [position, source] : *shared.Borders)
                 for (int32_t c = 0; c < Format::Channels; ++c)
@@ -449,8 +450,10 @@ void HorizontalPass(const TIERowImage& Src, const TIEContributions& Table, const
     // stable because a file-backed source is never threaded.
     std::vector<const uint8_t*> srcRows;
     if (ThreadsCount > 1)
-        for (int32_t y = 0; y < srcHeight; ++y)
+        for (int32_t y = 0; y < srcHeight; ++y) {
             srcRows.push_back(Src.Row(y));
+            if (!srcRows.back()) return;
+        }
 
     TResampleHorizSharedFields shared;
     shared.ThreadsCount = ThreadsCount;
@@ -505,7 +508,9 @@ void VerticalPass(const TIERowImage& Work, const TIEContributions& Table, const 
             for (int32_t b = 0; b < count; ++b)
                 values[size_t(b)] = Sample(std::min(uint32_t(acc[size_t(b)]) >> 8, top));
         }
-        Format::Store(values.data(), Work.Width(), Dst.Row(i));
+        uint8_t* target = Dst.Row(i);
+        if (!target) return;
+        Format::Store(values.data(), Work.Width(), target);
         progress.Report(IETrunc(per1 * (double(i) + Work.Height() + 1)));
     }
 }

@@ -18,8 +18,12 @@ void FastLinear(const TIERowImage& Src, const TIERowImage& Dst, const TIEProgres
     const double xs = double(dstWidth) / srcWidth;
     const double ys = double(dstHeight) / srcHeight;
     if (xs == 1.0 && ys == 1.0) {
-        for (int32_t y = 0; y < srcHeight; ++y)
-            std::memcpy(Dst.Row(y), Src.Row(y), size_t(srcWidth) * pixelBytes);
+        for (int32_t y = 0; y < srcHeight; ++y) {
+            uint8_t* target = Dst.Row(y);
+            const uint8_t* source = target ? Src.Row(y) : nullptr;
+            if (!source) return;
+            std::memcpy(target, source, size_t(srcWidth) * pixelBytes);
+        }
         return;
     }
     constexpr int32_t top = sizeof(Sample) == 1 ? 255 : 65535;
@@ -45,7 +49,9 @@ void FastLinear(const TIERowImage& Src, const TIERowImage& Dst, const TIEProgres
     std::vector<int32_t> work(workRow * size_t(srcHeight));
     std::vector<Sample> line(size_t(srcWidth) * Channels);
     for (int32_t y = 0; y < srcHeight; ++y) {
-        std::memcpy(line.data(), Src.Row(y), line.size() * sizeof(Sample));
+        const uint8_t* source = Src.Row(y);
+        if (!source) return;
+        std::memcpy(line.data(), source, line.size() * sizeof(Sample));
         const Sample* s = line.data();
         int32_t* w = work.data() + size_t(y) * workRow;
         for (int32_t x = 0; x < dstWidth; ++x) {
@@ -91,7 +97,9 @@ void FastLinear(const TIERowImage& Src, const TIERowImage& Dst, const TIEProgres
             for (size_t i = 0; i < workRow; ++i)
                 out[i] = Sample(std::clamp(IERound(upper[i] + (lower[i] - upper[i]) * f), 0, top));
         }
-        std::memcpy(Dst.Row(y), out.data(), out.size() * sizeof(Sample));
+        uint8_t* target = Dst.Row(y);
+        if (!target) return;
+        std::memcpy(target, out.data(), out.size() * sizeof(Sample));
         progress.Report(IETrunc(per * (y + srcHeight)));
     }
 }

@@ -199,6 +199,7 @@ void IEScalerResample(const TIERowImage& Src, const TIERowImage& Dst, const TIES
         std::vector<float> planes(planeLength * size_t(channels), 0.0f);
         for (int32_t y = 0; y < srcHeight; ++y) {
             const uint8_t* row = Src.Row(y);
+            if (!row) return;
             for (int32_t c = 0; c < channels; ++c)
                 UnpackChannel(row, srcWidth, pixelBytes, offsets[c], Layout.Samples[c],
                               planes.data() + size_t(c) * planeLength);
@@ -222,6 +223,7 @@ void IEScalerResample(const TIERowImage& Src, const TIERowImage& Dst, const TIES
             AddScaledRow(acc.data(), work.data() + size_t(rows.Start[size_t(y)] + k) * workRow, w[k],
                          workRow);
         uint8_t* row = Dst.Row(y);
+        if (!row) return;
         for (int32_t c = 0; c < channels; ++c)
             PackChannel(acc.data(), dstWidth, channels, c, pixelBytes, offsets[c], Layout.Samples[c], row);
         progress.Report(IETrunc(double(y) / dstHeight * 100.0));
@@ -238,6 +240,7 @@ struct TExpandedRows {
     static uint8_t* Get(void* Context, int32_t y) {
         auto* self = static_cast<TExpandedRows*>(Context);
         const uint8_t* s = static_cast<const uint8_t*>(self->Bitmap->GetScanline(y));
+        if (!s) return nullptr;
         const int32_t width = self->Bitmap->Width();
         if (self->Bitmap->PixelFormat() == ie1g) {
             for (int32_t x = 0; x < width; ++x)
@@ -268,6 +271,7 @@ void NearestByCentre(TIEBitmap& Src, TIEBitmap& Dst, const TIEProgressEvent& OnP
     for (int32_t y = 0; y < dstHeight; ++y) {
         const int32_t sy = std::min(srcHeight - 1, IETrunc((y + 0.5) * srcHeight / dstHeight));
         const uint8_t* s = static_cast<const uint8_t*>(Src.GetScanline(sy));
+        if (!s) return;
         std::fill(line.begin(), line.end(), 0);
         for (int32_t x = 0; x < dstWidth; ++x) {
             const int32_t c = columns[size_t(x)];
@@ -278,7 +282,9 @@ void NearestByCentre(TIEBitmap& Src, TIEBitmap& Dst, const TIEProgressEvent& OnP
                             size_t(bits / 8));
             }
         }
-        std::memcpy(Dst.GetScanline(y), line.data(), line.size());
+        void* target = Dst.GetScanline(y);
+        if (!target) return;
+        std::memcpy(target, line.data(), line.size());
         progress.Report(IETrunc(double(y) / dstHeight * 100.0));
     }
 }
@@ -295,7 +301,7 @@ bool IESystemScalerResample(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filt
         if (Dst.PixelFormat() != format && !Dst.Allocate(dstWidth, dstHeight, format)) return false;
         if (format == ie8p) Src.CopyPaletteTo(Dst);
         NearestByCentre(Src, Dst, OnProgress, Sender);
-        return true;
+        return Src.FlushRows() & Dst.FlushRows();
     }
     TIEScalerLayout layout;
     TIEPixelFormat result = format;
@@ -348,5 +354,5 @@ bool IESystemScalerResample(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filt
         IEScalerResample(TIERowImage(Src.Width(), Src.Height(), BitmapRow, &Src), dst, layout, mode,
                          OnProgress, Sender);
     }
-    return true;
+    return Src.FlushRows() & Dst.FlushRows();
 }

@@ -34,7 +34,7 @@ void IEScalerResample(const TIERowImage& Src, const TIERowImage& Dst, const TIES
 // The whole system-scaler route on bitmaps. Dst is reallocated at its present size in
 // the format the result maps to: the source's own, except that ie1g and ie8p come
 // out as ie8g and ie24RGB from the interpolating modes (a bit or a palette index
-// cannot be averaged). Returns false for formats it cannot read. Alpha is not
-// touched; the dispatch resamples it on its own.
+// cannot be averaged). Returns false for formats it cannot read and when rows were
+// lost. Alpha is not touched; the dispatch resamples it on its own.
 bool IESystemScalerResample(TIEBitmap& Src, TIEBitmap& Dst, TResampleFilter Filter,
                             const TIEProgressEvent& OnProgress, void* Sender);

@@ -21,7 +21,8 @@ void IENearestResample(const TIERowImage& Src, const TIERowImage& Dst, int32_t B
     const size_t pixelBytes = size_t(BitCount / 8);
     for (int32_t y = 0; y < dstHeight; ++y) {
         const uint8_t* s = Src.Row(std::min(srcHeight - 1, IETrunc(y * rowRatio)));
-        uint8_t* d = Dst.Row(y);
+        uint8_t* d = s ? Dst.Row(y) : nullptr;
+        if (!d) return;
         if (BitCount == 1) {
             std::memset(d, 0, size_t(dstWidth + 7) / 8);
             for (int32_t x = 0; x < dstWidth; ++x) {

@@ -39,6 +39,7 @@ void BlockMean(const TIERowImage& Src, const TIERowImage& Dst) {
         std::fill(sums.begin(), sums.end(), 0);
         for (int32_t r = top; r <= bottom; ++r) {
             const uint8_t* row = Src.Row(r);
+            if (!row) return;
             for (int32_t x = 0; x < dstWidth; ++x)
                 for (int32_t c = first[size_t(x)]; c <= last[size_t(x)]; ++c)
                     sums[size_t(x)] += Bit255(row, c);
@@ -47,7 +48,9 @@ void BlockMean(const TIERowImage& Src, const TIERowImage& Dst) {
             const int32_t count = (last[size_t(x)] - first[size_t(x)] + 1) * (bottom - top + 1);
             values[size_t(x)] = uint8_t(sums[size_t(x)] / count);
         }
-        WriteGrey(Dst.Row(y), values.data(), dstWidth);
+        uint8_t* target = Dst.Row(y);
+        if (!target) return;
+        WriteGrey(target, values.data(), dstWidth);
     }
 }
 
@@ -65,6 +68,7 @@ void Interpolate(const TIERowImage& Src, const TIERowImage& Dst) {
     std::vector<uint8_t> work(size_t(dstWidth) * size_t(srcHeight));
     for (int32_t y = 0; y < srcHeight; ++y) {
         const uint8_t* row = Src.Row(y);
+        if (!row) return;
         uint8_t* w = work.data() + size_t(y) * size_t(dstWidth);
         for (int32_t x = 0; x < dstWidth; ++x) {
             const int32_t i = column[size_t(x)];
@@ -82,7 +86,9 @@ void Interpolate(const TIERowImage& Src, const TIERowImage& Dst) {
         const uint8_t* lower = work.data() + size_t(std::min(i + 1, srcHeight - 1)) * size_t(dstWidth);
         for (int32_t x = 0; x < dstWidth; ++x)
             values[size_t(x)] = uint8_t(upper[x] + (((lower[x] - upper[x]) * f) >> FractionBits));
-        WriteGrey(Dst.Row(y), values.data(), dstWidth);
+        uint8_t* target = Dst.Row(y);
+        if (!target) return;
+        WriteGrey(target, values.data(), dstWidth);
     }
 }
 
@@ -125,6 +131,7 @@ void IEProjectResample(const TIERowImage& Src, bool SrcIsOneBit, const TIERowIma
         std::fill(hit.begin(), hit.end(), 0);
         for (int32_t r = rowFirst[size_t(y)]; r <= rowLast[size_t(y)]; ++r) {
             const uint8_t* row = Src.Row(r);
+            if (!row) return;
             for (int32_t x = 0; x < dstWidth; ++x) {
                 if (hit[size_t(x)]) continue;
                 for (int32_t c = colFirst[size_t(x)]; c <= colLast[size_t(x)] && !hit[size_t(x)]; ++c) {
@@ -150,6 +157,8 @@ void IEProjectResample(const TIERowImage& Src, bool SrcIsOneBit, const TIERowIma
             else
                 bits[size_t(x >> 3)] |= mask;
         }
-        std::memcpy(Dst.Row(y), bits.data(), bits.size());
+        uint8_t* target = Dst.Row(y);
+        if (!target) return;
+        std::memcpy(target, bits.data(), bits.size());
     }
 }

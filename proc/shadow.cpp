@@ -11,11 +11,15 @@
 
 namespace {
 
+// The bytes of an 8-bit plane, row by row; empty if a row can't be had.
 std::vector<uint8_t> CopyPlane(TIEBitmap& Plane) {
     const int32_t w = Plane.Width(), h = Plane.Height();
     std::vector<uint8_t> bytes(size_t(w) * size_t(h));
-    for (int32_t y = 0; y < h; ++y)
-        std::memcpy(bytes.data() + size_t(y) * size_t(w), Plane.GetScanline(y), size_t(w));
+    for (int32_t y = 0; y < h; ++y) {
+        const void* row = Plane.GetScanline(y);
+        if (!row) return {};
+        std::memcpy(bytes.data() + size_t(y) * size_t(w), row, size_t(w));
+    }
     return bytes;
 }
 
@@ -23,8 +27,10 @@ std::vector<uint8_t> CopyPlane(TIEBitmap& Plane) {
 void MovePlane(TIEBitmap& Plane, int32_t dx, int32_t dy, uint8_t Fill) {
     const int32_t w = Plane.Width(), h = Plane.Height();
     const std::vector<uint8_t> before = CopyPlane(Plane);
+    if (before.empty()) return;
     for (int32_t y = 0; y < h; ++y) {
         auto* row = static_cast<uint8_t*>(Plane.GetScanline(y));
+        if (!row) break;
         const int32_t sy = y - dy;
         for (int32_t x = 0; x < w; ++x) {
             const int32_t sx = x - dx;
@@ -70,7 +76,9 @@ void IEAddSoftShadow(TIEBitmap& Bitmap, double Radius, int32_t OffsetX, int32_t 
         Bitmap.Resize(Bitmap.Width() + extra, Bitmap.Height() + extra, 0.0, 0, iehCenter, ievCenter);
     }
     TIEBitmap& alpha = *Bitmap.AlphaChannel();
-    std::vector<uint8_t> orig = CopyPlane(alpha);
+    const int32_t w = Bitmap.Width(), h = Bitmap.Height();
+    std::vector<uint8_t> orig = alpha.IsSize(w, h, ie8g) ? CopyPlane(alpha) : std::vector<uint8_t>();
+    if (orig.empty()) return;
     // Faint pixels count as background when painting; the plane itself keeps them.
     if (BGAlphaThreshold > 0)
         for (uint8_t& o : orig)
@@ -82,12 +90,12 @@ void IEAddSoftShadow(TIEBitmap& Bitmap, double Radius, int32_t OffsetX, int32_t 
     const TRGB shadow = TColor2TRGB(ShadowColor);
     const uint8_t shadowChannel[3] = {shadow.b, shadow.g, shadow.r};
     const TIEPixelFormat format = Bitmap.PixelFormat();
-    const int32_t w = Bitmap.Width(), h = Bitmap.Height();
+    const bool paints = format == ie24RGB || format == ie1g;
     for (int32_t y = 0; y < h; ++y) {
         auto* sh = static_cast<uint8_t*>(alpha.GetScanline(y));
         const uint8_t* o = orig.data() + size_t(y) * size_t(w);
-        auto* pixels =
-            format == ie24RGB || format == ie1g ? static_cast<uint8_t*>(Bitmap.GetScanline(y)) : nullptr;
+        auto* pixels = paints ? static_cast<uint8_t*>(Bitmap.GetScanline(y)) : nullptr;
+        if (!sh || (paints && !pixels)) break;
         for (int32_t x = 0; x < w; ++x) {
             const int32_t s = sh[x];
             if (o[x] == 0 && s != 0) {
@@ -123,12 +131,15 @@ void IEAddInnerShadow(TIEBitmap& Bitmap, double Radius, int32_t OffsetX, int32_t
     TIEBitmap* alphaPlane = Bitmap.AlphaChannelOpt();
     std::vector<uint8_t> inside =
         alphaPlane ? CopyPlane(*alphaPlane) : std::vector<uint8_t>(size_t(w) * size_t(h), 255);
+    if (inside.size() != size_t(w) * size_t(h)) return;
     // The outside of the shape, with a margin so that the canvas edge casts a shadow
     // too, blurred, then moved so that it falls in from the offset side.
     const int32_t margin = std::max(std::abs(OffsetX), std::abs(OffsetY)) + IETrunc(Radius * 3.0) + 1;
     TIEBitmap outside(w + 2 * margin, h + 2 * margin, ie8g, 255.0);
     for (int32_t y = 0; y < h; ++y) {
-        auto* row = static_cast<uint8_t*>(outside.GetScanline(y + margin)) + margin;
+        auto* row = static_cast<uint8_t*>(outside.GetScanline(y + margin));
+        if (!row) return;
+        row += margin;
         for (int32_t x = 0; x < w; ++x)
             row[x] = uint8_t(255 - inside[size_t(y) * size_t(w) + size_t(x)]);
     }
@@ -138,8 +149,10 @@ void IEAddInnerShadow(TIEBitmap& Bitmap, double Radius, int32_t OffsetX, int32_t
     const TRGB shadow = TColor2TRGB(ShadowColor);
     const uint8_t shadowChannel[3] = {shadow.b, shadow.g, shadow.r};
     for (int32_t y = 0; y < h; ++y) {
-        const auto* m = static_cast<const uint8_t*>(outside.GetScanline(y + margin)) + margin;
+        const auto* m = static_cast<const uint8_t*>(outside.GetScanline(y + margin));
         auto* p = static_cast<uint8_t*>(Bitmap.GetScanline(y));
+        if (!m || !p) break;
+        m += margin;
         for (int32_t x = 0; x < w; ++x) {
             if (inside[size_t(y) * size_t(w) + size_t(x)] == 0) continue;
             const double k = m[x] / 255.0 * strength;
@@ -160,6 +173,7 @@ void IEPaintSoftShadowFrame(TIEBitmap& Surface, int32_t X, int32_t Y, int32_t Wi
     for (int32_t sy = top; sy < bottom; ++sy) {
         const auto* m = static_cast<const uint8_t*>(mask.GetScanline(sy - Y + 5));
         auto* p = static_cast<uint8_t*>(Surface.GetScanline(sy));
+        if (!m || !p) break;
         const bool besideRows = sy < Y || sy >= Y + Height;
         for (int32_t sx = left; sx < right; ++sx) {
             if (!besideRows && sx >= X && sx < X + Width) continue;

@@ -94,7 +94,8 @@ struct TBytePlane {
     uint8_t& At(int32_t row, int32_t col) { return Cells[size_t(row) * size_t(Width) + size_t(col)]; }
 };
 
-// The padded gray image as floats: toroidal wrap, never mirrored.
+// The padded gray image as floats: toroidal wrap, never mirrored. Empty (0 by 0) when
+// a row of Source can't be had.
 TFloatPlane PaddedGray(TIEBitmap& Source) {
     const int32_t w = Source.Width(), h = Source.Height();
     const int32_t redCoef = IEGlobalSettings().RedToGrayCoef();
@@ -103,6 +104,7 @@ TFloatPlane PaddedGray(TIEBitmap& Source) {
     std::vector<uint8_t> gray(size_t(w) * size_t(h));
     for (int32_t y = 0; y < h; ++y) {
         const auto* src = static_cast<const TRGB*>(Source.GetScanline(y));
+        if (!src) return TFloatPlane(0, 0);
         uint8_t* dst = gray.data() + size_t(y) * size_t(w);
         for (int32_t x = 0; x < w; ++x)
             dst[x] = IEByteClamp((src[x].b * blueCoef + src[x].g * greenCoef + src[x].r * redCoef) / 100);
@@ -333,13 +335,17 @@ void IEBlurRect(TIEBitmap& Bitmap, double Radius, const TIEProcRect& Rect) {
     const int32_t width = x2 - x1, height = y2 - y1;
     const int64_t stride = int64_t(width) * channels;
     std::vector<uint8_t> plane(size_t(stride) * size_t(height));
-    for (int32_t y = 0; y < height; ++y)
-        std::memcpy(plane.data() + stride * y,
-                    static_cast<uint8_t*>(Bitmap.GetScanline(y1 + y)) + x1 * channels, size_t(stride));
+    for (int32_t y = 0; y < height; ++y) {
+        const auto* row = static_cast<const uint8_t*>(Bitmap.GetScanline(y1 + y));
+        if (!row) return;
+        std::memcpy(plane.data() + stride * y, row + x1 * channels, size_t(stride));
+    }
     BlurPlane(plane.data(), stride, width, height, channels, kernel);
-    for (int32_t y = 0; y < height; ++y)
-        std::memcpy(static_cast<uint8_t*>(Bitmap.GetScanline(y1 + y)) + x1 * channels,
-                    plane.data() + stride * y, size_t(stride));
+    for (int32_t y = 0; y < height; ++y) {
+        auto* row = static_cast<uint8_t*>(Bitmap.GetScanline(y1 + y));
+        if (!row) break;
+        std::memcpy(row + x1 * channels, plane.data() + stride * y, size_t(stride));
+    }
     Bitmap.Changed();
 }
 
@@ -353,6 +359,7 @@ std::vector<uint8_t> IEShenCastanEdgeMap(TIEBitmap& Source, const TIEShenCastanP
     std::vector<uint8_t> map;
     if (Source.IsEmpty() || Source.PixelFormat() != ie24RGB) return map;
     TFloatPlane orig = PaddedGray(Source);
+    if (orig.Width == 0) return map;
     const int32_t pw = orig.Width, ph = orig.Height;
     const TFloatPlane smooth = IsefFilter(orig, Params.Smooth);
 
@@ -406,6 +413,7 @@ void IEEdgeDetectShenCastan(TIEBitmap& Source, TIEBitmap& Edges, const TIEShenCa
     if (!Edges.Allocate(w, h, ie1g)) return;
     for (int32_t y = 0; y < h; ++y) {
         auto* row = static_cast<uint8_t*>(Edges.GetScanline(y));
+        if (!row) break;
         std::memset(row, 0, size_t(Edges.RowLen()));
         const uint8_t* m = map.data() + size_t(y) * size_t(w);
         for (int32_t x = 0; x < w; ++x)
@@ -456,6 +464,7 @@ void IEAutoSharp(TIEBitmap& Bitmap, int32_t Intensity, double Rate, const TIEPro
     params.ThinFactor = 0;
     params.DoHysteresis = true;
     std::vector<uint8_t> edge = IEShenCastanEdgeMap(Bitmap, params);
+    if (edge.empty()) return;
     BlurPlane(edge.data(), w, w, h, 1, IEGaussianKernel(4.0));
 
     int32_t amounts[256];
@@ -464,12 +473,16 @@ void IEAutoSharp(TIEBitmap& Bitmap, int32_t Intensity, double Rate, const TIEPro
 
     const int64_t stride = int64_t(w) * 3;
     std::vector<uint8_t> source(size_t(stride) * size_t(h));
-    for (int32_t y = 0; y < h; ++y)
-        std::memcpy(source.data() + stride * y, Bitmap.GetScanline(y), size_t(stride));
+    for (int32_t y = 0; y < h; ++y) {
+        const void* row = Bitmap.GetScanline(y);
+        if (!row) return;
+        std::memcpy(source.data() + stride * y, row, size_t(stride));
+    }
     const TIESharpenSource view{w, h, source.data()};
     TIEProgressReporter progress(OnProgress, Sender);
     for (int32_t y = 0; y < h; ++y) {
         auto* out = static_cast<TRGB*>(Bitmap.GetScanline(y));
+        if (!out) break;
         const uint8_t* e = edge.data() + size_t(y) * size_t(w);
         const auto* in = reinterpret_cast<const TRGB*>(source.data() + stride * y);
         for (int32_t x = 0; x < w; ++x) {
@@ -494,12 +507,14 @@ void IEMerge(TIEBitmap& Bitmap, TIEBitmap& SrcBitmap, int32_t pcf, const TIEProc
     if (SrcBitmap.PixelFormat() != ie24RGB) {
         converted.AssignImage(SrcBitmap);
         converted.SetPixelFormat(ie24RGB);
+        if (converted.PixelFormat() != ie24RGB || converted.IsEmpty()) return;
         source = &converted;
     }
     TIEBitmap stretched;
     if (!stretched.Allocate(xe - x1 + 1, ye - y1 + 1, ie24RGB)) return;
     static const TIEProgressEvent silent;
     IENearestResample(Rows(*source), Rows(stretched), 24, silent, nullptr);
+    if (!(source->FlushRows() & stretched.FlushRows())) return;
 
     const double c1 = pcf / 100.0, c2 = (100 - pcf) / 100.0;
     // The blend of two bytes has 65536 outcomes; a table gives the same rounding as
@@ -512,7 +527,9 @@ void IEMerge(TIEBitmap& Bitmap, TIEBitmap& SrcBitmap, int32_t pcf, const TIEProc
     TIEProgressReporter progress(OnProgress, Sender);
     for (int32_t y = y1; y <= ye; ++y) {
         const auto* tmp = static_cast<const uint8_t*>(stretched.GetScanline(y - y1));
-        uint8_t* img = static_cast<uint8_t*>(Bitmap.GetScanline(y)) + int64_t(x1) * 3;
+        auto* img = static_cast<uint8_t*>(Bitmap.GetScanline(y));
+        if (!tmp || !img) break;
+        img += int64_t(x1) * 3;
         for (int32_t i = 0; i < (xe - x1 + 1) * 3; ++i)
             img[i] = blend[size_t(img[i] * 256 + tmp[i])];
         progress.Report(IETrunc(per * (y - y1 + 1)));

@@ -2,11 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <new>
+#include <thread>
+#include <unistd.h>
 #include <vector>
 
 #include "image/bitmap.h"
 #include "image/settings.h"
+#include "proc/imagerproc.h"
 #include "proc/resample_contrib.h"
 #include "tests/image/bitmaptestutil.h"
 #include "tests/proc/resampletestutil.h"
@@ -37,16 +42,26 @@ std::vector<int> Reds(TIEBitmap& Bitmap) {
     return values;
 }
 
-// A restorable change to the process-wide settings.
-class TScopedThreads {
+// The horizontal pass on exactly Threads bands, whatever the machine's cores and the
+// picture's size; the settings go back afterwards.
+class TForcedThreads {
   public:
-    explicit TScopedThreads(int32_t MaxThreads) : fSaved(IEGlobalSettings().ImageProcMaxThreads()) {
-        IEGlobalSettings().SetImageProcMaxThreads(MaxThreads);
+    explicit TForcedThreads(int32_t Threads)
+        : fMaxThreads(IEGlobalSettings().ImageProcMaxThreads()),
+          fMinSize(IEGlobalSettings().ImageProcThreadsMinSize()) {
+        IEGlobalSettings().SetImageProcMaxThreads(Threads);
+        IEGlobalSettings().SetImageProcThreadsMinSize(0);
+        IESetPhysicalCoreCount(Threads);
     }
-    ~TScopedThreads() { IEGlobalSettings().SetImageProcMaxThreads(fSaved); }
+    ~TForcedThreads() {
+        IEGlobalSettings().SetImageProcMaxThreads(fMaxThreads);
+        IEGlobalSettings().SetImageProcThreadsMinSize(fMinSize);
+        IESetPhysicalCoreCount(0);
+    }
 
   private:
-    int32_t fSaved;
+    int32_t fMaxThreads;
+    int64_t fMinSize;
 };
 
 } // namespace
@@ -203,19 +218,99 @@ TEST(ResampleDispatch, AlphaResampledSeparately) {
     EXPECT_EQ(GreyPixels(*nearest.AlphaChannelOpt()), Bytes({10, 10, 20, 20, 40, 40, 80, 80, 160, 160}));
 }
 
+// Only the band with index 0 reports, after each of its rows, and with 40 source rows
+// and 23 target columns every row changes the figure: the reports count its rows.
 TEST(ResampleDispatch, ThreadedResultMatchesSingleThread) {
-    TTestImage picture = TTestImage::Busy(320, 240, 3);
-    TIEBitmap src(320, 240, ie24RGB);
-    for (int32_t y = 0; y < 240; ++y)
-        std::memcpy(src.GetScanline(y), picture.Row(y), 320 * 3);
-    TIEBitmap single(123, 77, ie24RGB), threaded(123, 77, ie24RGB);
-    {
-        TScopedThreads threads(1);
-        IEResampleDispatch(src, single, rfLanczos3, NoProgress, nullptr);
+    TTestImage picture = TTestImage::Busy(64, 40, 3);
+    TIEBitmap src(64, 40, ie24RGB), reference;
+    for (int32_t y = 0; y < 40; ++y)
+        std::memcpy(src.GetScanline(y), picture.Row(y), 64 * 3);
+    const std::thread::id caller = std::this_thread::get_id();
+    for (int32_t threads : {1, 2, 4}) {
+        SCOPED_TRACE(threads);
+        TForcedThreads forced(threads);
+        TIEBitmap dst(23, 10, ie24RGB);
+        std::vector<std::thread::id> reporters;
+        IEResampleDispatch(
+            src, dst, rfLanczos3, [&](void*, int) { reporters.push_back(std::this_thread::get_id()); },
+            nullptr);
+        const auto onWorkers = std::count_if(reporters.begin(), reporters.end(),
+                                             [&](std::thread::id id) { return id != caller; });
+        EXPECT_EQ(onWorkers, threads == 1 ? 0 : 40 / threads);
+        EXPECT_EQ(int64_t(reporters.size()) - onWorkers, threads == 1 ? 50 : 10);
+        if (threads == 1)
+            reference.Assign(dst);
+        else
+            EXPECT_EQ(FirstDifference(reference, dst), "");
     }
-    {
-        TScopedThreads threads(4);
-        IEResampleDispatch(src, threaded, rfLanczos3, NoProgress, nullptr);
+}
+
+// An engine writes the format it reads; a destination of another format is refused
+// rather than written past the end of its rows (three bytes a pixel into rows of one).
+TEST(ResampleDispatch, RefusesADestinationTheEngineCannotWrite) {
+    for (TResampleFilter filter : {rfTriangle, rfFastLinear, rfLanczos3}) {
+        SCOPED_TRACE(filter);
+        TIEBitmap src(400, 4, ie24RGB, 0x102030), dst(200, 2, ie8g, 7);
+        EXPECT_FALSE(IEResampleDispatch(src, dst, filter, NoProgress, nullptr));
+        EXPECT_EQ(dst.PixelFormat(), ie8g);
+        EXPECT_EQ(GreyPixels(dst), std::vector<uint8_t>(400, 7));
     }
-    EXPECT_EQ(FirstDifference(single, threaded), "");
+}
+
+// A size that can't be resolved or can't be allocated leaves the picture as it was.
+TEST(ResampleFrontEnd, KeepsThePictureWhenTheTargetCannotBeMade) {
+    TScopedGlobal<int64_t> threshold(DefMinFileSize, int64_t(1) << 40);
+    TScopedGlobal<bool> noFragments(AutoFragmentBitmap, false);
+    TScopedGlobal<bool> noDisk(AutoLocateOnDisk, false);
+    TScopedMaxMemoryBlock memory(1 << 20);
+    const std::function<void(TImagerProc&)> calls[] = {
+        [](TImagerProc& Proc) { Proc.Resample(-1, -1, rfLanczos3); },
+        [](TImagerProc& Proc) { Proc.Resample(-7, -3, rfTriangle); },
+        [](TImagerProc& Proc) { Proc.Resample(-1.0, rfFastLinear); },
+        [](TImagerProc& Proc) { Proc.Resample(100000, 100000, rfLanczos3); },
+    };
+    for (const auto& call : calls) {
+        TIEBitmap picture;
+        FillGrey(picture, 3, 2, {1, 2, 3, 4, 5, 6});
+        TImagerProc proc(&picture);
+        call(proc);
+        EXPECT_EQ(picture.PixelFormat(), ie8g);
+        EXPECT_EQ(GreyPixels(picture), Bytes({1, 2, 3, 4, 5, 6}));
+    }
+}
+
+TEST(ResampleFrontEnd, APictureWhoseRowsCannotBeReadIsNotReplaced) {
+    TScopedGlobal<int64_t> threshold(DefMinFileSize, 0);
+    TIEBitmap picture(8, 4, ie8g, 50);
+    ASSERT_EQ(picture.Location(), ieFile);
+    picture.GetRow(0);
+    picture.FreeRow(0);
+    ASSERT_EQ(ftruncate(StoreDescriptor(picture.MemMap()), 8), 0);
+    TImagerProc proc(&picture);
+    proc.Resample(4, 2, rfTriangle);
+    EXPECT_EQ(picture.Width(), 8);
+    EXPECT_EQ(picture.Height(), 4);
+}
+
+TEST(ResampleFrontEnd, OnePalettePixelKeepsItsColour) {
+    for (TResampleFilter filter : {rfLanczos3, rfBilinear, rfFastLinear, rfWICCubicHQ, rfNone}) {
+        SCOPED_TRACE(filter);
+        TIEBitmap picture(1, 1, ie8p, 5);
+        picture.SetPalette(5, TRGB{10, 20, 30});
+        TImagerProc proc(&picture);
+        proc.Resample(3, 2, filter);
+        ASSERT_EQ(picture.PixelFormat(), ie8p);
+        EXPECT_EQ(GreyPixels(picture), Bytes({5, 5, 5, 5, 5, 5}));
+        const TRGB colour = picture.GetPalette(5);
+        EXPECT_EQ(Bytes({colour.b, colour.g, colour.r}), Bytes({10, 20, 30}));
+    }
+}
+
+TEST(ResampleFrontEnd, AnExceptionInAWorkerThreadReachesTheCaller) {
+    TForcedThreads forced(4);
+    TIEBitmap picture(64, 40, ie24RGB, 0x808080);
+    TImagerProc proc(&picture);
+    proc.OnProgress = [](void*, int) { throw std::bad_alloc(); };
+    EXPECT_THROW(proc.Resample(23, 10, rfLanczos3), std::bad_alloc);
+    EXPECT_EQ(picture.Width(), 64);
 }
