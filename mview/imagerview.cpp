@@ -131,7 +131,19 @@ void TImagerView::ComposeInto(int32_t Low, int32_t High, TIEBitmap& Destination)
     IEComposeLayers(composition, Destination);
 }
 
+namespace {
+
+// A layer merged with itself would be removed as the upper one and put back as the
+// lower one; and one bitmap can't be read at two rows at once.
+void RefuseMergeWithItself(int32_t Layer1, int32_t Layer2) {
+    if (Layer1 == Layer2)
+        throw EIEException("Cannot merge layer #" + std::to_string(Layer1) + " with itself");
+}
+
+} // namespace
+
 void TImagerView::LayersMerge(int32_t Layer1, int32_t Layer2, bool RemoveUpperLayer) {
+    RefuseMergeWithItself(Layer1, Layer2);
     const int32_t low = std::min(Layer1, Layer2);
     const int32_t high = std::max(Layer1, Layer2);
     TIELayer& lower = GetLayer(low);
@@ -167,6 +179,7 @@ void TImagerView::LayersMerge(int32_t Layer1, int32_t Layer2, bool RemoveUpperLa
 }
 
 void TImagerView::LayersMergeTo(int32_t Layer1, int32_t Layer2, TIEBitmap& Destination) {
+    RefuseMergeWithItself(Layer1, Layer2);
     ComposeInto(std::min(Layer1, Layer2), std::max(Layer1, Layer2), Destination);
 }
 

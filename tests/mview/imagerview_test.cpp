@@ -148,6 +148,18 @@ TEST(ImagerViewLayers, LayersMergeComposesIntoTheLowerLayerAndRemovesTheUpper) {
     EXPECT_EQ(view.GetLayer(0).GetBitmap()->Width(), 4);
 }
 
+TEST(ImagerViewLayers, MergingALayerWithItselfIsRefused) {
+    TImagerView view;
+    FillView(view, 2, 2, Grey(10));
+    view.LayersAdd(ielkImage, 0, 0, 1, 1);
+    EXPECT_EQ(ErrorOf([&] { view.LayersMerge(1, 1, true); }), "Cannot merge layer #1 with itself");
+    TIEBitmap destination;
+    EXPECT_EQ(ErrorOf([&] { view.LayersMergeTo(0, 0, destination); }), "Cannot merge layer #0 with itself");
+    EXPECT_EQ(view.LayersCount(), 2);
+    EXPECT_EQ(view.LayersCurrent(), 1);
+    EXPECT_TRUE(destination.IsEmpty());
+}
+
 TEST(ImagerViewLayers, MergedLayerTakesItsPlaceByTheRules) {
     // Over the background an uncut upper layer further left gives its position.
     TImagerView view;
