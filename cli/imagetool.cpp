@@ -13,6 +13,7 @@
 #include "io/fileerror.h"
 #include "io/registry.h"
 #include "mview/imagerview.h"
+#include "proc/resample.h"
 
 namespace {
 
@@ -105,12 +106,26 @@ int Resample(const std::vector<std::string>& Arguments, std::ostream& Err) {
     }
     TImagerView holder;
     if (!LoadImageFile(holder, Arguments[1], Err)) return 1;
-    holder.Proc().Resample(width, height, filter, maintain);
+    TIEBitmap& bitmap = holder.IEBitmap();
+    int32_t resolvedWidth = width, resolvedHeight = height;
+    IEResolveResampleSize(resolvedWidth, resolvedHeight, bitmap.Width(), bitmap.Height(), maintain);
+    try {
+        holder.Proc().Resample(width, height, filter, maintain);
+    } catch (const std::exception& error) {
+        Err << "pixelwright-cli: " << error.what() << "\n";
+        return 1;
+    }
+    // The engine keeps the picture when the size can't be resolved or had; it is
+    // written all the same, and the status says the resample did not happen.
+    const bool resampled = bitmap.Width() == resolvedWidth && bitmap.Height() == resolvedHeight;
+    if (!resampled)
+        Err << "pixelwright-cli: cannot resample to " << width << " x " << height
+            << "; the picture keeps its size " << bitmap.Width() << " x " << bitmap.Height() << "\n";
     if (!WriteImageFile(holder, Arguments[2])) {
         Err << "pixelwright-cli: cannot write \"" << Arguments[2] << "\"\n";
         return 1;
     }
-    return 0;
+    return resampled ? 0 : 1;
 }
 
 void PutSample(std::vector<uint8_t>& Row, uint32_t Value, bool Wide) {

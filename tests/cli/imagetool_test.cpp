@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 
 #include "image/bitmap.h"
+#include "io/imagerio.h"
 #include "tests/corpus.h"
 #include "tests/io/jpegtestutil.h"
 #include "tests/testutil.h"
@@ -147,6 +148,21 @@ TEST(ImageTool, ResampleWritesPNM) {
                   .Status,
               1);
     EXPECT_EQ(RunTool({"frobnicate"}).Status, 2);
+}
+
+TEST(ImageTool, ResampleKeepsThePictureWhenTheSizeCannotBeResolved) {
+    TTempDir dir;
+    TIEBitmap bitmap;
+    FillRGB(bitmap, 4, 2, TRGB{10, 20, 30});
+    ASSERT_TRUE(WritePNM(bitmap, dir / "in.ppm"));
+    TImagerIO io(&bitmap, false);
+    io.SaveToFilePNG(dir / "in.png");
+    ASSERT_FALSE(io.Aborting());
+    TRun run = RunTool({"resample", dir / "in.png", dir / "out.ppm", "--width", "-1", "--height", "-1",
+                        "--filter", "lanczos3"});
+    EXPECT_EQ(run.Status, 1);
+    EXPECT_EQ(run.Err, "pixelwright-cli: cannot resample to -1 x -1; the picture keeps its size 4 x 2\n");
+    EXPECT_EQ(ReadAll(dir / "out.ppm"), ReadAll(dir / "in.ppm"));
 }
 
 TEST(ImageTool, TheProgramDispatchesImageCommands) {
