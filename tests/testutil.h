@@ -1,9 +1,11 @@
 #pragma once
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <sys/resource.h>
 
 // A fresh folder under the system's temporary directory, removed with everything in it.
 class TTempDir {
@@ -29,3 +31,25 @@ class TTempDir {
 inline void WriteTextFile(const std::string& Path, const std::string& Content) {
     std::ofstream(Path, std::ios::binary) << Content;
 }
+
+// While alive, every write into a file at or beyond Bytes fails with EFBIG, as on a full
+// disk. SIGXFSZ is ignored meanwhile, so the failure comes back as an error code.
+class TScopedFileSizeLimit {
+  public:
+    explicit TScopedFileSizeLimit(rlim_t Bytes) {
+        getrlimit(RLIMIT_FSIZE, &fSaved);
+        fSavedHandler = std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{Bytes, fSaved.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~TScopedFileSizeLimit() {
+        setrlimit(RLIMIT_FSIZE, &fSaved);
+        std::signal(SIGXFSZ, fSavedHandler);
+    }
+    TScopedFileSizeLimit(const TScopedFileSizeLimit&) = delete;
+    TScopedFileSizeLimit& operator=(const TScopedFileSizeLimit&) = delete;
+
+  private:
+    rlimit fSaved{};
+    void (*fSavedHandler)(int) = nullptr;
+};

@@ -302,3 +302,37 @@ TEST(BatchJpeg, ACameraSizedPictureStepsDownToTheTarget) {
     EXPECT_EQ(loaded.Width, 1200);
     EXPECT_EQ(loaded.Height, 800);
 }
+
+TEST(BatchJpeg, LongUmlautPathsAndWritingOverTheSource) {
+    TTempDir dir;
+    // 200 two-byte characters in a folder and a name: far more bytes than characters.
+    std::string folder, name;
+    for (int i = 0; i < 100; ++i)
+        folder += "ä", name += "ö";
+    std::filesystem::create_directory(dir / folder);
+    const std::string source = dir / (folder + "/" + name + ".jpg");
+    MakeJpeg(source, 300, 200);
+    MakeJpeg(dir / "self.jpg", 400, 300);
+    TDM dm;
+    dm.RisizeProperty.NewSize = 150;
+    dm.RisizeProperty.Multi = true;
+    // The row text is cut at 125 bytes, between two characters: 15 bytes of "OK ..\Resize\R-"
+    // and 55 of the 100 characters.
+    std::string shown;
+    for (int i = 0; i < 55; ++i)
+        shown += "ö";
+    EXPECT_EQ(RunBatch(dm, {source}), (std::vector<std::string>{"OK ..\\Resize\\R-" + shown}));
+    const TLoaded resized = Inspect(dir / (folder + "/Resize/R-" + name + ".jpg"));
+    EXPECT_TRUE(resized.Ok);
+    EXPECT_EQ(std::make_pair(resized.Width, resized.Height), std::make_pair(150, 100));
+
+    // No prefix, suffix or folder: the target is the source itself, replaced whole.
+    dm.RisizeProperty.Prefix = "";
+    dm.AddFiles({dir / "self.jpg"});
+    ASSERT_TRUE(dm.MemData().Locate(TMemField::FILENAME, dir / "self.jpg"));
+    dm.ResizeFileIDs({dm.MemData().Field(TMemField::RecId)}, "");
+    EXPECT_EQ(dm.MemData().Field(TMemField::LASACTION), "OK ..\\\\self.jpg");
+    const TLoaded replaced = Inspect(dir / "self.jpg");
+    EXPECT_TRUE(replaced.Ok);
+    EXPECT_EQ(replaced.Width, 150);
+}

@@ -1,15 +1,14 @@
 #pragma once
 
-#include <csignal>
 #include <cstdint>
 #include <filesystem>
 #include <initializer_list>
 #include <string>
-#include <sys/resource.h>
 #include <vector>
 
 #include "image/bitmap.h"
 #include "image/settings.h"
+#include "tests/testutil.h"
 
 // Sets a storage global for one test and puts the old value back.
 template <typename T> class TScopedGlobal {
@@ -44,28 +43,6 @@ inline int StoreDescriptor(TIEFileBuffer& Buffer) {
             return std::stoi(entry.path().filename().string());
     return -1;
 }
-
-// While alive, every write into a file at or beyond Bytes fails with EFBIG, as on a full
-// disk. SIGXFSZ is ignored meanwhile, so the failure comes back as an error code.
-class TScopedFileSizeLimit {
-  public:
-    explicit TScopedFileSizeLimit(rlim_t Bytes) {
-        getrlimit(RLIMIT_FSIZE, &fSaved);
-        fSavedHandler = std::signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit{Bytes, fSaved.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~TScopedFileSizeLimit() {
-        setrlimit(RLIMIT_FSIZE, &fSaved);
-        std::signal(SIGXFSZ, fSavedHandler);
-    }
-    TScopedFileSizeLimit(const TScopedFileSizeLimit&) = delete;
-    TScopedFileSizeLimit& operator=(const TScopedFileSizeLimit&) = delete;
-
-  private:
-    rlimit fSaved{};
-    void (*fSavedHandler)(int) = nullptr;
-};
 
 // An 8-bit bitmap from literal rows, top row first.
 inline void FillGrey(TIEBitmap& Bitmap, int32_t Width, int32_t Height, std::initializer_list<uint8_t> Pixels,
