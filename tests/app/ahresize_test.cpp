@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -34,7 +35,8 @@ class TWatchedResize : public TResize {
     void Resample(int32_t NewWidth, int32_t NewHeight, TResampleFilter Filter) override {
         // Nearest copy keeps the test fast; the sizes are what is watched.
         Imager().Proc().Resample(NewWidth, NewHeight, rfNone, false);
-        Calls.push_back({NewWidth, NewHeight, Filter, Imager().IEBitmap().Width(), Imager().IEBitmap().Height()});
+        Calls.push_back(
+            {NewWidth, NewHeight, Filter, Imager().IEBitmap().Width(), Imager().IEBitmap().Height()});
     }
 
   private:
@@ -83,7 +85,8 @@ TEST(ResizeWorker, StepwiseLoopCarriesTheLengthAndResolvesTheFreeSideEachStep) {
     EXPECT_EQ(FittedSides(*stepwise, true), (std::vector<int32_t>{3000, 2250, 1650, 1200}));
     // 3000 x 2250, 2250 x 1687, 1650 x 1237, 1200 x 899: the height is cut at each step.
     std::vector<int32_t> heights;
-    for (const TResampleCall& call : stepwise->Calls) heights.push_back(call.ResultHeight);
+    for (const TResampleCall& call : stepwise->Calls)
+        heights.push_back(call.ResultHeight);
     EXPECT_EQ(heights, (std::vector<int32_t>{2250, 1687, 1237, 899}));
     EXPECT_EQ(stepwise->FinalSize, std::make_pair(1200, 899));
 
@@ -123,8 +126,10 @@ TEST(ResizeWorker, SmallPicturesGrowInOneStep) {
 
 TEST(ResizeWorker, EachMethodAsksForItsFilter) {
     const std::pair<TResizeMethode, TResampleFilter> table[] = {
-        {Mitchell, rfMitchell}, {Bilinear, rfBilinear}, {Bicubic, rfBicubic}, {Lanczos3, rfLanczos3},
-        {Hermite, rfHermite},   {Bell, rfBell},         {BSpline, rfBSpline}, {WICNearestNeighbor, rfWICCubicHQ},
+        {Mitchell, rfMitchell}, {Bilinear, rfBilinear},
+        {Bicubic, rfBicubic},   {Lanczos3, rfLanczos3},
+        {Hermite, rfHermite},   {Bell, rfBell},
+        {BSpline, rfBSpline},   {WICNearestNeighbor, rfWICCubicHQ},
     };
     for (auto [methode, filter] : table) {
         auto worker = Watch(200, 100, 50, true, false, methode);
@@ -138,21 +143,30 @@ TEST(ResizeWorker, EachMethodAsksForItsFilter) {
 }
 
 TEST(ResizeWorker, ConstructionSetsProcessWideAndHolderSettings) {
+    // Opens the holder to the test.
+    struct TOpenResize : TResize {
+        using TResize::Imager;
+        using TResize::TResize;
+    };
     IEGlobalSettings().IOParamDefaults().EnableAdjustOrientation = false;
     TRisizeProperty job;
     job.EnableCMS = true;
-    job.JpgQuali = 55;
     {
-        TResize worker(job);
+        TOpenResize worker(job);
         EXPECT_TRUE(IEGlobalSettings().IOParamDefaults().EnableAdjustOrientation);
         EXPECT_TRUE(IEGlobalSettings().EnableCMS());
         EXPECT_TRUE(worker.Suspended());
+        TImager& holder = worker.Imager();
+        EXPECT_TRUE(holder.EnableAlphaChannel());
+        EXPECT_FALSE(holder.Proc().AutoUndo());
+        EXPECT_TRUE(holder.IO().FilteredAdjustDPI());
+        const TIOParams& params = holder.IO().Params();
+        EXPECT_TRUE(params.RAW_AutoAdjustColors && params.RAW_UseCameraWB);
+        EXPECT_TRUE(params.JPEG_EnableAdjustOrientation && params.JPEG_OptimalHuffman);
     }
     job.EnableCMS = false;
     TResize worker(job);
     EXPECT_FALSE(IEGlobalSettings().EnableCMS());
-    // The worker is made suspended and nothing runs until Resume.
-    EXPECT_TRUE(worker.NewImage().empty());
 }
 
 TEST(ResizeWorker, ParksAfterItsWorkUntilReleased) {
@@ -160,12 +174,17 @@ TEST(ResizeWorker, ParksAfterItsWorkUntilReleased) {
     job.Source = "/nonexistent/dir/file.jpg";
     job.Destination = "/nonexistent/dir/Resize";
     TResize worker(job);
-    bool parkedCalled = false;
-    worker.OnParked = [&] { parkedCalled = true; };
+    // A driver woken by OnParked must find the worker suspended already.
+    bool suspendedWhenAnnounced = false;
+    std::thread::id announcedOn;
+    worker.OnParked = [&] {
+        suspendedWhenAnnounced = worker.Suspended();
+        announcedOn = std::this_thread::get_id();
+    };
     worker.Resume();
     worker.WaitUntilParked();
-    EXPECT_TRUE(worker.Suspended());
-    EXPECT_TRUE(parkedCalled);
+    EXPECT_TRUE(suspendedWhenAnnounced);
+    EXPECT_NE(announcedOn, std::this_thread::get_id());
     // The load raised, so the save stage never began.
     EXPECT_TRUE(worker.NewImage().empty());
     EXPECT_FALSE(worker.FatalException());
@@ -198,7 +217,6 @@ TEST(ResizeWorker, TerminatedBeforeStartSkipsTheWork) {
     worker.Terminate();
     worker.Resume();
     worker.WaitFor();
-    EXPECT_TRUE(worker.Suspended());
     EXPECT_TRUE(worker.NewImage().empty());
     EXPECT_FALSE(std::filesystem::exists(dir / "R-a.jpg"));
 }

@@ -122,4 +122,7 @@ TEST(Cli, RowsAreOutBeforeTheNextFileStartsAndProgressStaysOnStandardError) {
     TDM quiet;
     RunBatch(quiet, options, quietOut, quietErr, 0);
     EXPECT_EQ(quietErr.str(), "");
+    // A worker turns orientation on for the whole process; the image commands tested
+    // in this process after it expect the setting of a fresh one.
+    IEGlobalSettings().IOParamDefaults().EnableAdjustOrientation = false;
 }
