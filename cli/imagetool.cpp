@@ -190,7 +190,8 @@ bool WritePNM(TIEBitmap& Bitmap, const std::string& FileName) {
         }
         file.write(reinterpret_cast<const char*>(row.data()), std::streamsize(row.size()));
     }
-    return bool(file);
+    // Rows that could not be read came out as zeros: the file is then no true picture.
+    return Bitmap.FlushRows() && bool(file);
 }
 
 // The PNG goes through the engine's save path, at the depth of the bitmap's format.
