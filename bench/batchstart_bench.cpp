@@ -7,7 +7,7 @@
 #include <chrono>
 
 #include "app/data.h"
-#include "app/pixelwrightmain.h"
+#include "app/gui/pixelwrightmain.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include <QTest>
 #include <QUrl>
 
-#include "app/clipboardfiles.h"
+#include "app/gui/clipboardfiles.h"
 
 class TClipboardFilesTest : public QObject {
     Q_OBJECT

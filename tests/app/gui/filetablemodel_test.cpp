@@ -2,8 +2,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
-#include "app/filetablefilter.h"
-#include "app/filetablemodel.h"
+#include "app/gui/filetablefilter.h"
+#include "app/gui/filetablemodel.h"
 
 namespace {
 

@@ -3,9 +3,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include "app/filetablemodel.h"
-#include "app/gridstore.h"
-#include "app/guisettings.h"
+#include "app/gui/filetablemodel.h"
+#include "app/gui/gridstore.h"
+#include "app/gui/guisettings.h"
 
 class TGuiSettingsTest : public QObject {
     Q_OBJECT

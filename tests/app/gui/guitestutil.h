@@ -11,7 +11,7 @@
 #include <memory>
 
 #include "app/data.h"
-#include "app/pixelwrightmain.h"
+#include "app/gui/pixelwrightmain.h"
 
 // A window over its own data module and a store in a temporary INI file, as the
 // program makes them: the window first, the data module behind it.

@@ -15,13 +15,13 @@
 #include <QTest>
 #include <QTimer>
 
-#include "app/filegrid.h"
-#include "app/filetablemodel.h"
-#include "app/filetableview.h"
-#include "app/gridfooter.h"
-#include "app/linklabel.h"
-#include "app/radiogroup.h"
-#include "app/settingspanel.h"
+#include "app/gui/filegrid.h"
+#include "app/gui/filetablemodel.h"
+#include "app/gui/filetableview.h"
+#include "app/gui/gridfooter.h"
+#include "app/gui/linklabel.h"
+#include "app/gui/radiogroup.h"
+#include "app/gui/settingspanel.h"
 #include "tests/app/gui/guitestutil.h"
 
 namespace {

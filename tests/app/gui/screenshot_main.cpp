@@ -10,7 +10,7 @@
 
 #include "app/appfolder.h"
 #include "app/data.h"
-#include "app/pixelwrightmain.h"
+#include "app/gui/pixelwrightmain.h"
 
 int main(int argc, char** argv) {
     SetProgramArgument0(argc > 0 ? argv[0] : nullptr);

@@ -1,4 +1,4 @@
-#include "app/guisettings.h"
+#include "app/gui/guisettings.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "app/filetablefilter.h"
+#include "app/gui/filetablefilter.h"
 
-#include "app/filetablemodel.h"
+#include "app/gui/filetablemodel.h"
 
 TFileTableFilter::TFileTableFilter(QObject* Parent) : QSortFilterProxyModel(Parent) {
     // A row's text changes during a batch; it is filtered again when it does.

@@ -1,4 +1,4 @@
-#include "app/filetablemodel.h"
+#include "app/gui/filetablemodel.h"
 
 #include <QFile>
 

@@ -1,4 +1,4 @@
-#include "app/settingspanel.h"
+#include "app/gui/settingspanel.h"
 
 #include <QCheckBox>
 #include <QComboBox>
@@ -9,8 +9,8 @@
 #include <QSpinBox>
 #include <QVBoxLayout>
 
-#include "app/linklabel.h"
-#include "app/radiogroup.h"
+#include "app/gui/linklabel.h"
+#include "app/gui/radiogroup.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
-#include "app/filetableview.h"
+#include "app/gui/filetableview.h"
 
 #include <QDragEnterEvent>
 #include <QHeaderView>
 #include <QMimeData>
 #include <QPainter>
 
-#include "app/clipboardfiles.h"
+#include "app/gui/clipboardfiles.h"
 
 namespace {
 

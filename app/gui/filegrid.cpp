@@ -1,13 +1,13 @@
-#include "app/filegrid.h"
+#include "app/gui/filegrid.h"
 
 #include <QHeaderView>
 #include <QLineEdit>
 #include <QVBoxLayout>
 
-#include "app/filetablefilter.h"
-#include "app/filetablemodel.h"
-#include "app/filetableview.h"
-#include "app/gridfooter.h"
+#include "app/gui/filetablefilter.h"
+#include "app/gui/filetablemodel.h"
+#include "app/gui/filetableview.h"
+#include "app/gui/gridfooter.h"
 
 TFileGrid::TFileGrid(QWidget* Parent)
     : QWidget(Parent), fModel(new TFileTableModel(this)), fFilter(new TFileTableFilter(this)),

@@ -1,4 +1,4 @@
-#include "app/pixelwrightmain.h"
+#include "app/gui/pixelwrightmain.h"
 
 #include <QAbstractEventDispatcher>
 #include <QAction>
@@ -27,17 +27,17 @@
 #include <QTimer>
 #include <QUrl>
 
-#include "app/clipboardfiles.h"
+#include "app/gui/clipboardfiles.h"
 #include "app/data.h"
-#include "app/filegrid.h"
-#include "app/filetablemodel.h"
-#include "app/filetableview.h"
-#include "app/gridstore.h"
-#include "app/guisettings.h"
-#include "app/linklabel.h"
+#include "app/gui/filegrid.h"
+#include "app/gui/filetablemodel.h"
+#include "app/gui/filetableview.h"
+#include "app/gui/gridstore.h"
+#include "app/gui/guisettings.h"
+#include "app/gui/linklabel.h"
 #include "app/product.h"
-#include "app/radiogroup.h"
-#include "app/settingspanel.h"
+#include "app/gui/radiogroup.h"
+#include "app/gui/settingspanel.h"
 
 namespace {
 

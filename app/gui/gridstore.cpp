@@ -1,9 +1,9 @@
-#include "app/gridstore.h"
+#include "app/gui/gridstore.h"
 
 #include <QHeaderView>
 #include <QTableView>
 
-#include "app/filetablemodel.h"
+#include "app/gui/filetablemodel.h"
 
 namespace {
 

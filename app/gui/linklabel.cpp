@@ -1,4 +1,4 @@
-#include "app/linklabel.h"
+#include "app/gui/linklabel.h"
 
 #include <QMouseEvent>
 

@@ -1,4 +1,4 @@
-#include "app/radiogroup.h"
+#include "app/gui/radiogroup.h"
 
 #include <QGridLayout>
 #include <QRadioButton>

@@ -1,4 +1,4 @@
-#include "app/clipboardfiles.h"
+#include "app/gui/clipboardfiles.h"
 
 #include <QMimeData>
 #include <QUrl>

@@ -1,4 +1,4 @@
-#include "app/gridfooter.h"
+#include "app/gui/gridfooter.h"
 
 #include <QHeaderView>
 #include <QLineEdit>

@@ -2,7 +2,7 @@
 
 #include <QWidget>
 
-#include "app/guisettings.h"
+#include "app/gui/guisettings.h"
 
 class QCheckBox;
 class QComboBox;
