@@ -12,7 +12,8 @@ TImager::TImager() {
     Proc();
 }
 
-std::string ResizeTargetName(const std::string& Source, const std::string& Prefix, const std::string& Suffix) {
+std::string ResizeTargetName(const std::string& Source, const std::string& Prefix,
+                             const std::string& Suffix) {
     std::string name = Source.substr(Source.rfind('/') + 1);
     auto point = name.rfind('.');
     if (point != std::string::npos) name.resize(point);

@@ -10,7 +10,9 @@ std::string& Argument0() {
 }
 } // namespace
 
-void SetProgramArgument0(const char* Argument0Text) { Argument0() = Argument0Text ? Argument0Text : ""; }
+void SetProgramArgument0(const char* Argument0Text) {
+    Argument0() = Argument0Text ? Argument0Text : "";
+}
 
 std::string ProgramFolder() {
     const std::string& arg0 = Argument0();

@@ -8,12 +8,15 @@ struct TMethodRow {
 };
 
 constexpr TMethodRow MethodTable[] = {
-    {"Mitchell", rfMitchell}, {"Bilinear", rfBilinear}, {"Bicubic", rfBicubic},
-    {"Lanczos", rfLanczos3},  {"Hermite", rfHermite},   {"Bell", rfBell},
+    {"Mitchell", rfMitchell}, {"Bilinear", rfBilinear},
+    {"Bicubic", rfBicubic},   {"Lanczos", rfLanczos3},
+    {"Hermite", rfHermite},   {"Bell", rfBell},
     {"BSpline", rfBSpline},   {"High Quality Bicubic", rfWICCubicHQ},
 };
 
-bool InTable(TResizeMethode Methode) { return Methode >= Mitchell && Methode <= WICNearestNeighbor; }
+bool InTable(TResizeMethode Methode) {
+    return Methode >= Mitchell && Methode <= WICNearestNeighbor;
+}
 
 } // namespace
 

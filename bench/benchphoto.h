@@ -20,7 +20,8 @@ inline void FillPhotoLike(TIEBitmap& Bitmap, int32_t Width, int32_t Height, int3
             const double shade = 0.5 + 0.5 * std::sin(x * 0.0021 * Detail) * std::cos(y * 0.0017 * Detail);
             const bool edge = ((x * Detail / 350) + (y * Detail / 270)) % 3 == 0;
             const int32_t base = int32_t(shade * 200.0) + (edge ? 40 : 0);
-            row[x] = TRGB{IEByteClamp(base / 2 + noise), IEByteClamp(base + noise), IEByteClamp(base + 30 - x % 17)};
+            row[x] = TRGB{IEByteClamp(base / 2 + noise), IEByteClamp(base + noise),
+                          IEByteClamp(base + 30 - x % 17)};
         }
     }
 }

@@ -52,11 +52,21 @@ constexpr TColor clWhite = 0xFFFFFF;
 // As a fill value, clNone means "transparent".
 constexpr double IETransparentFill = 536870911.0;
 
-inline uint8_t GetRValue(TColor c) { return uint8_t(c); }
-inline uint8_t GetGValue(TColor c) { return uint8_t(c >> 8); }
-inline uint8_t GetBValue(TColor c) { return uint8_t(c >> 16); }
-inline TRGB TColor2TRGB(TColor c) { return TRGB{GetBValue(c), GetGValue(c), GetRValue(c)}; }
-inline TColor TRGB2TColor(TRGB c) { return TColor(c.r) | (TColor(c.g) << 8) | (TColor(c.b) << 16); }
+inline uint8_t GetRValue(TColor c) {
+    return uint8_t(c);
+}
+inline uint8_t GetGValue(TColor c) {
+    return uint8_t(c >> 8);
+}
+inline uint8_t GetBValue(TColor c) {
+    return uint8_t(c >> 16);
+}
+inline TRGB TColor2TRGB(TColor c) {
+    return TRGB{GetBValue(c), GetGValue(c), GetRValue(c)};
+}
+inline TColor TRGB2TColor(TRGB c) {
+    return TColor(c.r) | (TColor(c.g) << 8) | (TColor(c.b) << 16);
+}
 
 // The engine's failure for misuse; the texts are English and kept word for word.
 class EIEException : public std::runtime_error {
@@ -94,7 +104,13 @@ using TIEProgressEvent = std::function<void(void* Sender, int per)>;
 
 // Round to nearest with ties to even, as the processor does; the default
 // floating-point environment is never changed by the engine.
-inline int32_t IERound(double v) { return int32_t(std::nearbyint(v)); }
-inline int64_t IERound64(double v) { return int64_t(std::nearbyint(v)); }
+inline int32_t IERound(double v) {
+    return int32_t(std::nearbyint(v));
+}
+inline int64_t IERound64(double v) {
+    return int64_t(std::nearbyint(v));
+}
 
-inline uint8_t IEByteClamp(int64_t v) { return v < 0 ? 0 : v > 255 ? 255 : uint8_t(v); }
+inline uint8_t IEByteClamp(int64_t v) {
+    return v < 0 ? 0 : v > 255 ? 255 : uint8_t(v);
+}

@@ -50,37 +50,99 @@ TIEGlobalSettings* TIEGlobalSettings::Authority() const {
     return Instances().front();
 }
 
-bool TIEGlobalSettings::EnableCMS() const { return Authority()->fValues.EnableCMS; }
-void TIEGlobalSettings::SetEnableCMS(bool v) { Authority()->fValues.EnableCMS = v; }
-bool TIEGlobalSettings::ApplyColorProfileOnRendering() const { return Authority()->fValues.ApplyColorProfileOnRendering; }
-void TIEGlobalSettings::SetApplyColorProfileOnRendering(bool v) { Authority()->fValues.ApplyColorProfileOnRendering = v; }
-bool TIEGlobalSettings::UseGDIPlus() const { return Authority()->fValues.UseGDIPlus; }
-void TIEGlobalSettings::SetUseGDIPlus(bool v) { Authority()->fValues.UseGDIPlus = v; }
-TMsgLanguage TIEGlobalSettings::MsgLanguage() const { return Authority()->fValues.MsgLanguage; }
-void TIEGlobalSettings::SetMsgLanguage(TMsgLanguage v) { Authority()->fValues.MsgLanguage = v; }
-int32_t TIEGlobalSettings::DefaultDpiX() const { return Authority()->fValues.DefaultDpiX; }
-void TIEGlobalSettings::SetDefaultDpiX(int32_t v) { Authority()->fValues.DefaultDpiX = v; }
-int32_t TIEGlobalSettings::DefaultDpiY() const { return Authority()->fValues.DefaultDpiY; }
-void TIEGlobalSettings::SetDefaultDpiY(int32_t v) { Authority()->fValues.DefaultDpiY = v; }
-TResampleFilter TIEGlobalSettings::DefaultResampleFilter() const { return Authority()->fValues.DefaultResampleFilter; }
-void TIEGlobalSettings::SetDefaultResampleFilter(TResampleFilter v) { Authority()->fValues.DefaultResampleFilter = v; }
-int32_t TIEGlobalSettings::ImageProcMaxThreads() const { return Authority()->fValues.ImageProcMaxThreads; }
-void TIEGlobalSettings::SetImageProcMaxThreads(int32_t v) { Authority()->fValues.ImageProcMaxThreads = v; }
-int64_t TIEGlobalSettings::ImageProcThreadsMinSize() const { return Authority()->fValues.ImageProcThreadsMinSize; }
-void TIEGlobalSettings::SetImageProcThreadsMinSize(int64_t v) { Authority()->fValues.ImageProcThreadsMinSize = v; }
-int32_t TIEGlobalSettings::RedToGrayCoef() const { return Authority()->fValues.RedToGrayCoef; }
-void TIEGlobalSettings::SetRedToGrayCoef(int32_t v) { Authority()->fValues.RedToGrayCoef = v; }
-int32_t TIEGlobalSettings::GreenToGrayCoef() const { return Authority()->fValues.GreenToGrayCoef; }
-void TIEGlobalSettings::SetGreenToGrayCoef(int32_t v) { Authority()->fValues.GreenToGrayCoef = v; }
-int32_t TIEGlobalSettings::BlueToGrayCoef() const { return Authority()->fValues.BlueToGrayCoef; }
-void TIEGlobalSettings::SetBlueToGrayCoef(int32_t v) { Authority()->fValues.BlueToGrayCoef = v; }
-bool TIEGlobalSettings::AutoAdjustDPI() const { return Authority()->fValues.AutoAdjustDPI; }
-void TIEGlobalSettings::SetAutoAdjustDPI(bool v) { Authority()->fValues.AutoAdjustDPI = v; }
-bool TIEGlobalSettings::AutoSetBitDepth() const { return Authority()->fValues.AutoSetBitDepth; }
-void TIEGlobalSettings::SetAutoSetBitDepth(bool v) { Authority()->fValues.AutoSetBitDepth = v; }
-bool TIEGlobalSettings::AutoOptimizeOnSave() const { return Authority()->fValues.AutoOptimizeOnSave; }
-void TIEGlobalSettings::SetAutoOptimizeOnSave(bool v) { Authority()->fValues.AutoOptimizeOnSave = v; }
-TIOParamDefaults& TIEGlobalSettings::IOParamDefaults() { return Authority()->fValues.IOParamDefaults; }
+bool TIEGlobalSettings::EnableCMS() const {
+    return Authority()->fValues.EnableCMS;
+}
+void TIEGlobalSettings::SetEnableCMS(bool v) {
+    Authority()->fValues.EnableCMS = v;
+}
+bool TIEGlobalSettings::ApplyColorProfileOnRendering() const {
+    return Authority()->fValues.ApplyColorProfileOnRendering;
+}
+void TIEGlobalSettings::SetApplyColorProfileOnRendering(bool v) {
+    Authority()->fValues.ApplyColorProfileOnRendering = v;
+}
+bool TIEGlobalSettings::UseGDIPlus() const {
+    return Authority()->fValues.UseGDIPlus;
+}
+void TIEGlobalSettings::SetUseGDIPlus(bool v) {
+    Authority()->fValues.UseGDIPlus = v;
+}
+TMsgLanguage TIEGlobalSettings::MsgLanguage() const {
+    return Authority()->fValues.MsgLanguage;
+}
+void TIEGlobalSettings::SetMsgLanguage(TMsgLanguage v) {
+    Authority()->fValues.MsgLanguage = v;
+}
+int32_t TIEGlobalSettings::DefaultDpiX() const {
+    return Authority()->fValues.DefaultDpiX;
+}
+void TIEGlobalSettings::SetDefaultDpiX(int32_t v) {
+    Authority()->fValues.DefaultDpiX = v;
+}
+int32_t TIEGlobalSettings::DefaultDpiY() const {
+    return Authority()->fValues.DefaultDpiY;
+}
+void TIEGlobalSettings::SetDefaultDpiY(int32_t v) {
+    Authority()->fValues.DefaultDpiY = v;
+}
+TResampleFilter TIEGlobalSettings::DefaultResampleFilter() const {
+    return Authority()->fValues.DefaultResampleFilter;
+}
+void TIEGlobalSettings::SetDefaultResampleFilter(TResampleFilter v) {
+    Authority()->fValues.DefaultResampleFilter = v;
+}
+int32_t TIEGlobalSettings::ImageProcMaxThreads() const {
+    return Authority()->fValues.ImageProcMaxThreads;
+}
+void TIEGlobalSettings::SetImageProcMaxThreads(int32_t v) {
+    Authority()->fValues.ImageProcMaxThreads = v;
+}
+int64_t TIEGlobalSettings::ImageProcThreadsMinSize() const {
+    return Authority()->fValues.ImageProcThreadsMinSize;
+}
+void TIEGlobalSettings::SetImageProcThreadsMinSize(int64_t v) {
+    Authority()->fValues.ImageProcThreadsMinSize = v;
+}
+int32_t TIEGlobalSettings::RedToGrayCoef() const {
+    return Authority()->fValues.RedToGrayCoef;
+}
+void TIEGlobalSettings::SetRedToGrayCoef(int32_t v) {
+    Authority()->fValues.RedToGrayCoef = v;
+}
+int32_t TIEGlobalSettings::GreenToGrayCoef() const {
+    return Authority()->fValues.GreenToGrayCoef;
+}
+void TIEGlobalSettings::SetGreenToGrayCoef(int32_t v) {
+    Authority()->fValues.GreenToGrayCoef = v;
+}
+int32_t TIEGlobalSettings::BlueToGrayCoef() const {
+    return Authority()->fValues.BlueToGrayCoef;
+}
+void TIEGlobalSettings::SetBlueToGrayCoef(int32_t v) {
+    Authority()->fValues.BlueToGrayCoef = v;
+}
+bool TIEGlobalSettings::AutoAdjustDPI() const {
+    return Authority()->fValues.AutoAdjustDPI;
+}
+void TIEGlobalSettings::SetAutoAdjustDPI(bool v) {
+    Authority()->fValues.AutoAdjustDPI = v;
+}
+bool TIEGlobalSettings::AutoSetBitDepth() const {
+    return Authority()->fValues.AutoSetBitDepth;
+}
+void TIEGlobalSettings::SetAutoSetBitDepth(bool v) {
+    Authority()->fValues.AutoSetBitDepth = v;
+}
+bool TIEGlobalSettings::AutoOptimizeOnSave() const {
+    return Authority()->fValues.AutoOptimizeOnSave;
+}
+void TIEGlobalSettings::SetAutoOptimizeOnSave(bool v) {
+    Authority()->fValues.AutoOptimizeOnSave = v;
+}
+TIOParamDefaults& TIEGlobalSettings::IOParamDefaults() {
+    return Authority()->fValues.IOParamDefaults;
+}
 
 TIEGlobalSettings& IEGlobalSettings() {
     {

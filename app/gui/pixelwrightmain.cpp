@@ -27,17 +27,17 @@
 #include <QTimer>
 #include <QUrl>
 
-#include "app/gui/clipboardfiles.h"
 #include "app/data.h"
+#include "app/gui/clipboardfiles.h"
 #include "app/gui/filegrid.h"
 #include "app/gui/filetablemodel.h"
 #include "app/gui/filetableview.h"
 #include "app/gui/gridstore.h"
 #include "app/gui/guisettings.h"
 #include "app/gui/linklabel.h"
-#include "app/product.h"
 #include "app/gui/radiogroup.h"
 #include "app/gui/settingspanel.h"
+#include "app/product.h"
 
 namespace {
 

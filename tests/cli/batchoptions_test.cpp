@@ -39,10 +39,32 @@ TEST(BatchOptions, DefaultsAreTheWindowsDefaults) {
 }
 
 TEST(BatchOptions, EveryOptionReachesItsField) {
-    TBatchOptions options =
-        Parse({"--size", "16000", "--always-height", "--quality", "1", "--keep-quality", "--auto-size", "--max-kb",
-               "2048", "--progressive", "--sharpen", "--prefix", "", "--suffix", "_s", "--dir", "Klein", "--cms",
-               "--watermark", "--bw", "--one-step", "--enhance", "--method", "hq-bicubic", "a", "b"});
+    TBatchOptions options = Parse({"--size",
+                                   "16000",
+                                   "--always-height",
+                                   "--quality",
+                                   "1",
+                                   "--keep-quality",
+                                   "--auto-size",
+                                   "--max-kb",
+                                   "2048",
+                                   "--progressive",
+                                   "--sharpen",
+                                   "--prefix",
+                                   "",
+                                   "--suffix",
+                                   "_s",
+                                   "--dir",
+                                   "Klein",
+                                   "--cms",
+                                   "--watermark",
+                                   "--bw",
+                                   "--one-step",
+                                   "--enhance",
+                                   "--method",
+                                   "hq-bicubic",
+                                   "a",
+                                   "b"});
     const TRisizeProperty& job = options.Job;
     EXPECT_EQ(job.NewSize, 16000);
     EXPECT_EQ(job.JpgQuali, 1);
@@ -57,14 +79,17 @@ TEST(BatchOptions, EveryOptionReachesItsField) {
 }
 
 TEST(BatchOptions, MethodNamesMapInTheWindowsOrder) {
-    const char* names[] = {"mitchell", "bilinear", "bicubic", "lanczos", "hermite", "bell", "bspline", "hq-bicubic"};
-    for (int i = 0; i < 8; ++i) EXPECT_EQ(Parse({"--method", names[i]}).Job.ResizeMethode, TResizeMethode(i));
+    const char* names[] = {"mitchell", "bilinear", "bicubic", "lanczos",
+                           "hermite",  "bell",     "bspline", "hq-bicubic"};
+    for (int i = 0; i < 8; ++i)
+        EXPECT_EQ(Parse({"--method", names[i]}).Job.ResizeMethode, TResizeMethode(i));
     EXPECT_NE(ErrorOf({"--method", "Lanczos"}).find("--method"), std::string::npos);
 }
 
 TEST(BatchOptions, OutOfRangeNumbersNameTheOptionAndItsRange) {
     EXPECT_EQ(ErrorOf({"--size", "15"}), "option --size takes a whole number from 16 to 16000, not '15'");
-    EXPECT_EQ(ErrorOf({"--size", "16001"}), "option --size takes a whole number from 16 to 16000, not '16001'");
+    EXPECT_EQ(ErrorOf({"--size", "16001"}),
+              "option --size takes a whole number from 16 to 16000, not '16001'");
     EXPECT_EQ(ErrorOf({"--quality", "0"}), "option --quality takes a whole number from 1 to 100, not '0'");
     EXPECT_EQ(ErrorOf({"--max-kb", "79"}), "option --max-kb takes a whole number from 80 to 2048, not '79'");
     EXPECT_EQ(ErrorOf({"--quality", "8x"}), "option --quality takes a whole number from 1 to 100, not '8x'");
