@@ -38,7 +38,12 @@ std::string FolderOf(const std::string& Name) {
 
 TDM::TDM(const std::vector<std::string>& Arguments) {
     AppPath = ProgramFolder();
-    if (Arguments.size() == 1 && DirectoryExists(Arguments[0])) GetFilesFromDir(Arguments[0]);
+    // A file manager's "Open with" hands over files; they are listed as a drop would
+    // list them. Folders count only as the one argument.
+    if (Arguments.size() == 1 && DirectoryExists(Arguments[0]))
+        GetFilesFromDir(Arguments[0]);
+    else if (!Arguments.empty())
+        AddFiles(Arguments);
     BreakJob = true;
 }
 

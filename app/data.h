@@ -26,7 +26,8 @@ class TSelectionSource {
 // the worker runs, so that commands (BreakJob among them) arrive nested inside it.
 class TDM {
   public:
-    // The command line: a single argument that names a folder lists that folder.
+    // The command line: a single argument that names a folder lists that folder; files
+    // are listed as given, other folders are passed over.
     TDM(const std::vector<std::string>& Arguments = {});
 
     TMemData& MemData() { return dxMemData; }

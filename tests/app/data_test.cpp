@@ -133,12 +133,14 @@ TEST(DataModule, FolderListingIsOneLevelOfRegularFilesInNameOrder) {
                                                        dir / "img10.jpg", dir / "noext"}));
 }
 
-TEST(DataModule, CommandLineListsASingleFolderArgumentOnly) {
+TEST(DataModule, CommandLineListsOneFolderOrTheFilesGiven) {
     TTempDir dir;
     WriteTextFile(dir / "a.jpg", "1");
-    EXPECT_EQ(TDM({dir.Path()}).MemData().RecordCount(), 1);
+    WriteTextFile(dir / "b.jpg", "2");
+    EXPECT_EQ(TDM({dir.Path()}).MemData().RecordCount(), 2);
     EXPECT_EQ(TDM({dir.Path(), dir.Path()}).MemData().RecordCount(), 0);
-    EXPECT_EQ(TDM({dir / "a.jpg"}).MemData().RecordCount(), 0);
+    TDM given({dir / "b.jpg", dir.Path(), dir / "a.jpg"});
+    EXPECT_EQ(FileNames(given), (std::vector<std::string>{dir / "b.jpg", dir / "a.jpg"}));
 }
 
 TEST(DataModule, DestinationIsASubFolderOfTheSourcesFolder) {
