@@ -163,5 +163,11 @@ const char* BatchUsage() {
            "  --version          show the version\n"
            "\n"
            "Exit status: 0 when the batch ran over every PATH, 1 when a PATH was missing or\n"
-           "neither a file nor a folder, 2 on bad arguments.\n";
+           "neither a file nor a folder, 2 on bad arguments.\n"
+           "\n"
+           "The image engine for scripts (\"pixelwright-cli image\" alone shows the details):\n"
+           "  pixelwright-cli image detect FILE\n"
+           "  pixelwright-cli image info FILE\n"
+           "  pixelwright-cli image resample IN OUT --width W --height H --filter NAME [--maintain]\n"
+           "  pixelwright-cli image process IN OUT OP...\n";
 }
