@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "image/bitmap.h"
 #include "io/ioparams.h"
 
@@ -22,14 +24,14 @@ class TSettingsGuard {
     int32_t fDpiX, fDpiY;
 };
 
-// Gives every metadata holder some content.
+// Gives every metadata holder some content; the comment marker is the one kept.
 void Fill(TIOParams& p) {
     p.FileName = "/tmp/a.jpg";
-    p.FileType = 3;
     p.JPEG_Quality = 55;
     p.JPEG_MarkerList.AddMarker(0xE1, "Exif\0\0", 6);
     p.JPEG_MarkerList.AddMarker(0xED, "Photoshop", 9);
     p.JPEG_MarkerList.AddMarker(0xFE, "comment", 7);
+    p.JPEG_KeptMarkers = {0xFE};
     p.IPTC_Info.AddStringItem(2, 120, "caption");
     p.XMP_Info = "<x:xmpmeta/>";
     p.EXIF_HasEXIFData = true;
@@ -44,51 +46,29 @@ void Fill(TIOParams& p) {
     p.EXIF_Bitmap.Create().Allocate(4, 3, ie24RGB);
 }
 
-void ExpectEXIFEmpty(const TIOParams& p) {
-    EXPECT_FALSE(p.EXIF_HasEXIFData);
-    EXPECT_EQ(p.EXIF_Orientation, 0);
-    EXPECT_EQ(p.EXIF_Make, "");
-    EXPECT_EQ(p.EXIF_XResolution, 0);
-    EXPECT_EQ(p.EXIF_ISOSpeedRatings[0], 0);
-    EXPECT_EQ(p.EXIF_GPSLatitudeRef, "");
-    EXPECT_TRUE(p.EXIF_Tags.empty());
-    EXPECT_EQ(p.EXIF_Bitmap.Get(), nullptr);
-    // The fields for which 0 is a legal value.
-    EXPECT_EQ(p.EXIF_YCbCrPositioning, -1);
-    EXPECT_EQ(p.EXIF_ExposureProgram, -1);
-    EXPECT_EQ(p.EXIF_ColorSpace, -1);
-    EXPECT_EQ(p.EXIF_FocalPlaneResolutionUnit, -1);
-    EXPECT_EQ(p.EXIF_XPRating, -1);
-    EXPECT_EQ(p.EXIF_ExposureMode, -1);
-    EXPECT_EQ(p.EXIF_WhiteBalance, -1);
+void ExpectEXIFEmpty(const TIOParams& p, const std::string& Name) {
+    EXPECT_FALSE(p.EXIF_HasEXIFData) << Name;
+    EXPECT_EQ(p.EXIF_Orientation, 0) << Name;
+    EXPECT_EQ(p.EXIF_Make, "") << Name;
+    EXPECT_EQ(p.EXIF_XResolution, 0) << Name;
+    EXPECT_EQ(p.EXIF_ISOSpeedRatings[0], 0) << Name;
+    EXPECT_EQ(p.EXIF_GPSLatitudeRef, "") << Name;
+    EXPECT_TRUE(p.EXIF_Tags.empty()) << Name;
+    EXPECT_EQ(p.EXIF_Bitmap.Get(), nullptr) << Name;
+    // The fields for which 0 is a legal value are unset at -1.
+    for (int32_t field :
+         {p.EXIF_YCbCrPositioning, p.EXIF_ExposureProgram, p.EXIF_ColorSpace, p.EXIF_FocalPlaneResolutionUnit,
+          p.EXIF_XPRating, p.EXIF_ExposureMode, p.EXIF_WhiteBalance})
+        EXPECT_EQ(field, -1) << Name;
 }
 
 } // namespace
 
-TEST(TIOParams, FreshObjectDefaults) {
-    TIOParams p;
-    EXPECT_EQ(p.FileName, "");
-    EXPECT_EQ(p.FileType, 0);
-    EXPECT_EQ(p.BitsPerSample, 8);
-    EXPECT_EQ(p.SamplesPerPixel, 3);
-    EXPECT_EQ(p.DpiX, 300);
-    EXPECT_EQ(p.DpiY, 300);
-    EXPECT_TRUE(p.GetMetaData);
-    EXPECT_FALSE(p.GetThumbnail);
-    EXPECT_EQ(p.JPEG_Quality, 80);
-    EXPECT_EQ(p.JPEG_ColorSpace, ioJPEG_YCbCr);
-    EXPECT_EQ(p.JPEG_DCTMethod, ioJPEG_ISLOW);
-    EXPECT_EQ(p.JPEG_CromaSubsampling, ioJPEG_HIGH);
-    EXPECT_EQ(p.JPEG_Scale, ioJPEG_FULLSIZE);
-    EXPECT_EQ(p.JPEG_ScaleUsed, 1);
-    EXPECT_EQ(p.JPEG_MarkerList.Count(), 0);
-    EXPECT_EQ(p.IPTC_Info.Count(), 0);
-    ExpectEXIFEmpty(p);
-}
-
 TEST(TIOParams, DefaultsAreReadWhenTheObjectIsMade) {
     TSettingsGuard guard;
     TIOParams before;
+    ExpectEXIFEmpty(before, "fresh");
+    EXPECT_EQ(before.JPEG_MarkerList.Count() + before.IPTC_Info.Count(), 0);
     IEGlobalSettings().IOParamDefaults().JPEG_Quality = 93;
     IEGlobalSettings().IOParamDefaults().EnableAdjustOrientation = true;
     IEGlobalSettings().IOParamDefaults().JPEG_Scale = ioJPEG_HALF;
@@ -98,8 +78,8 @@ TEST(TIOParams, DefaultsAreReadWhenTheObjectIsMade) {
     TIOParams after;
 
     EXPECT_EQ(before.JPEG_Quality, 80);
-    EXPECT_FALSE(before.EnableAdjustOrientation);
     EXPECT_FALSE(before.JPEG_EnableAdjustOrientation);
+    EXPECT_EQ(before.JPEG_Scale, ioJPEG_FULLSIZE);
     EXPECT_EQ(before.DpiX, 300);
 
     EXPECT_EQ(after.JPEG_Quality, 93);
@@ -116,128 +96,74 @@ TEST(TIOParams, DefaultsAreReadWhenTheObjectIsMade) {
     EXPECT_EQ(before.JPEG_Quality, 93);
 }
 
-TEST(TIOParams, SetDefaultParamsEmptiesEverything) {
-    TIOParams p;
-    Fill(p);
-    p.JPEG_Progressive = true;
-    p.RAW_AutoAdjustColors = true;
-    p.SetDefaultParams();
-    EXPECT_EQ(p.FileName, "");
-    EXPECT_EQ(p.JPEG_Quality, 80);
-    EXPECT_FALSE(p.JPEG_Progressive);
-    EXPECT_FALSE(p.RAW_AutoAdjustColors);
-    EXPECT_EQ(p.JPEG_MarkerList.Count(), 0);
-    EXPECT_EQ(p.IPTC_Info.Count(), 0);
-    EXPECT_EQ(p.XMP_Info, "");
-    ExpectEXIFEmpty(p);
-}
-
-TEST(TIOParams, ResetEXIFLeavesOtherFamiliesAlone) {
-    TIOParams p;
-    Fill(p);
-    p.ResetEXIF();
-    ExpectEXIFEmpty(p);
-    EXPECT_EQ(p.FileName, "/tmp/a.jpg");
-    EXPECT_EQ(p.JPEG_Quality, 55);
-    EXPECT_EQ(p.JPEG_MarkerList.Count(), 3);
-    EXPECT_EQ(p.IPTC_Info.Count(), 1);
-    EXPECT_EQ(p.XMP_Info, "<x:xmpmeta/>");
-}
-
-TEST(TIOParams, ResetInfoZeroMeansAll) {
-    TIOParams zero, all;
-    Fill(zero);
-    Fill(all);
-    zero.ResetInfo(0);
-    all.ResetInfo(511);
-    for (const TIOParams* p : {&zero, &all}) {
-        ExpectEXIFEmpty(*p);
-        EXPECT_EQ(p->JPEG_MarkerList.Count(), 0);
-        EXPECT_EQ(p->IPTC_Info.Count(), 0);
-        EXPECT_FALSE(p->IPTC_Info.UserChanged());
-        EXPECT_EQ(p->XMP_Info, "");
+TEST(TIOParams, EachResetEmptiesItsFamiliesOnly) {
+    struct TCase {
+        const char* Name;
+        std::function<void(TIOParams&)> Reset;
+        bool ExifKept, ThumbnailKept;
+        int32_t MarkersKept;
+        bool IptcKept, XmpKept, FileKept;
+    };
+    const TCase cases[] = {
+        {"SetDefaultParams", [](TIOParams& p) { p.SetDefaultParams(); }, false, false, 0, false, false,
+         false},
+        {"ResetEXIF", [](TIOParams& p) { p.ResetEXIF(); }, false, false, 3, true, true, true},
+        // 0 means all; markers named by JPEG_KeptMarkers survive only flag 32 alone.
+        {"0", [](TIOParams& p) { p.ResetInfo(0); }, false, false, 0, false, false, true},
+        {"511", [](TIOParams& p) { p.ResetInfo(511); }, false, false, 0, false, false, true},
+        {"4", [](TIOParams& p) { p.ResetInfo(4); }, false, false, 3, true, true, true},
+        {"8|32", [](TIOParams& p) { p.ResetInfo(8 | 32); }, true, true, 0, true, true, true},
+        {"32", [](TIOParams& p) { p.ResetInfo(32); }, true, true, 1, true, true, true},
+        {"16", [](TIOParams& p) { p.ResetInfo(16); }, true, true, 3, false, true, true},
+        {"64", [](TIOParams& p) { p.ResetInfo(64); }, true, true, 3, true, false, true},
+        // The heavy blocks only: the thumbnail goes, the EXIF fields stay.
+        {"256", [](TIOParams& p) { p.ResetInfo(256); }, true, false, 3, true, true, true},
+    };
+    for (const TCase& test : cases) {
+        TIOParams p;
+        Fill(p);
+        test.Reset(p);
+        if (test.ExifKept) {
+            EXPECT_EQ(p.EXIF_Make, "Camera") << test.Name;
+            EXPECT_EQ(p.EXIF_ExposureMode, 0) << test.Name;
+        } else {
+            ExpectEXIFEmpty(p, test.Name);
+        }
+        EXPECT_EQ(p.EXIF_Bitmap.Get() != nullptr, test.ThumbnailKept) << test.Name;
+        EXPECT_EQ(p.JPEG_MarkerList.Count(), test.MarkersKept) << test.Name;
+        if (test.MarkersKept == 1) {
+            EXPECT_EQ(p.JPEG_MarkerList.GetMarkerType(0), 0xFE);
+        }
+        EXPECT_EQ(p.IPTC_Info.Count(), test.IptcKept ? 1 : 0) << test.Name;
+        if (!test.IptcKept) {
+            EXPECT_FALSE(p.IPTC_Info.UserChanged()) << test.Name;
+        }
+        EXPECT_EQ(p.XMP_Info, test.XmpKept ? "<x:xmpmeta/>" : "") << test.Name;
         // Not metadata: what the load is about to fill in or was asked for.
-        EXPECT_EQ(p->FileName, "/tmp/a.jpg");
-        EXPECT_EQ(p->JPEG_Quality, 55);
+        EXPECT_EQ(p.FileName, test.FileKept ? "/tmp/a.jpg" : "") << test.Name;
+        EXPECT_EQ(p.JPEG_Quality, test.FileKept ? 55 : 80) << test.Name;
     }
-}
-
-TEST(TIOParams, ResetInfoSingleFlags) {
-    TIOParams exif;
-    Fill(exif);
-    exif.ResetInfo(4);
-    ExpectEXIFEmpty(exif);
-    EXPECT_EQ(exif.JPEG_MarkerList.Count(), 3);
-    EXPECT_EQ(exif.IPTC_Info.Count(), 1);
-
-    TIOParams markers;
-    Fill(markers);
-    markers.JPEG_KeptMarkers = {0xFE};
-    markers.ResetInfo(8 | 32);
-    EXPECT_EQ(markers.JPEG_MarkerList.Count(), 0);
-    EXPECT_TRUE(markers.EXIF_HasEXIFData);
-
-    TIOParams kept;
-    Fill(kept);
-    kept.JPEG_KeptMarkers = {0xFE};
-    kept.ResetInfo(32);
-    ASSERT_EQ(kept.JPEG_MarkerList.Count(), 1);
-    EXPECT_EQ(kept.JPEG_MarkerList.GetMarkerType(0), 0xFE);
-
-    TIOParams iptc;
-    Fill(iptc);
-    iptc.ResetInfo(16);
-    EXPECT_EQ(iptc.IPTC_Info.Count(), 0);
-    EXPECT_EQ(iptc.JPEG_MarkerList.Count(), 3);
-    EXPECT_EQ(iptc.XMP_Info, "<x:xmpmeta/>");
-
-    TIOParams xmp;
-    Fill(xmp);
-    xmp.ResetInfo(64);
-    EXPECT_EQ(xmp.XMP_Info, "");
-    EXPECT_EQ(xmp.IPTC_Info.Count(), 1);
-
-    // The heavy blocks only: the thumbnail goes, the EXIF fields stay.
-    TIOParams heavy;
-    Fill(heavy);
-    heavy.ResetInfo(256);
-    EXPECT_EQ(heavy.EXIF_Bitmap.Get(), nullptr);
-    EXPECT_EQ(heavy.EXIF_Make, "Camera");
-    EXPECT_EQ(heavy.JPEG_MarkerList.Count(), 3);
 }
 
 TEST(TIOParams, AssignCopiesDeeply) {
     TIOParams source, target;
     Fill(source);
     target.Assign(source);
-    EXPECT_EQ(target.FileName, "/tmp/a.jpg");
-    EXPECT_EQ(target.JPEG_Quality, 55);
     EXPECT_EQ(target.EXIF_Make, "Camera");
-    EXPECT_EQ(target.EXIF_ExposureMode, 0);
-    EXPECT_EQ(target.EXIF_Tags, std::vector<int32_t>{41986});
-    EXPECT_EQ(target.XMP_Info, "<x:xmpmeta/>");
+    EXPECT_EQ(target.JPEG_Quality, 55);
+    // The thumbnail is a picture of its own; later changes of the source don't reach the copy.
+    ASSERT_NE(target.EXIF_Bitmap.Get(), nullptr);
+    EXPECT_NE(target.EXIF_Bitmap.Get(), source.EXIF_Bitmap.Get());
+    EXPECT_EQ(target.EXIF_Bitmap.Get()->Width(), 4);
+    source.JPEG_MarkerList.Clear();
+    source.IPTC_Info.Clear();
+    source.EXIF_Bitmap.Free();
     ASSERT_EQ(target.JPEG_MarkerList.Count(), 3);
     EXPECT_EQ(target.JPEG_MarkerList.GetMarkerData(2),
               std::vector<uint8_t>({'c', 'o', 'm', 'm', 'e', 'n', 't'}));
     ASSERT_EQ(target.IPTC_Info.Count(), 1);
     EXPECT_EQ(target.IPTC_Info.GetStringItem(0), "caption");
-
-    // The thumbnail is a picture of its own.
-    ASSERT_NE(target.EXIF_Bitmap.Get(), nullptr);
-    EXPECT_NE(target.EXIF_Bitmap.Get(), source.EXIF_Bitmap.Get());
-    EXPECT_EQ(target.EXIF_Bitmap.Get()->Width(), 4);
-    EXPECT_EQ(target.EXIF_Bitmap.Get()->Height(), 3);
-    EXPECT_EQ(target.EXIF_Bitmap.Get()->PixelFormat(), ie24RGB);
-
-    // Later changes of the source don't reach the copy.
-    source.JPEG_MarkerList.Clear();
-    source.IPTC_Info.Clear();
-    source.EXIF_Bitmap.Free();
-    EXPECT_EQ(target.JPEG_MarkerList.Count(), 3);
-    EXPECT_EQ(target.IPTC_Info.Count(), 1);
-    EXPECT_NE(target.EXIF_Bitmap.Get(), nullptr);
-
-    // A source without a thumbnail frees the target's.
+    // A source without a thumbnail frees the target's; assigning to itself changes nothing.
     target.Assign(source);
     EXPECT_EQ(target.EXIF_Bitmap.Get(), nullptr);
     target.Assign(target);
@@ -245,20 +171,21 @@ TEST(TIOParams, AssignCopiesDeeply) {
 }
 
 TEST(TIOParams, UpdateBitDepthFromPixelFormat) {
+    const struct {
+        TIEPixelFormat Format;
+        int32_t Bits, Samples;
+        TIOJPEGColorspace Space;
+    } cases[] = {
+        {ie1g, 1, 1, ioJPEG_GRAYLEV},
+        {ie24RGB, 8, 3, ioJPEG_YCbCr},
+        {ie8g, 8, 1, ioJPEG_GRAYLEV},
+        {ieCMYK, 8, 4, ioJPEG_CMYK},
+    };
     TIOParams p;
-    p.UpdateBitDepth(ie1g);
-    EXPECT_EQ(p.BitsPerSample, 1);
-    EXPECT_EQ(p.SamplesPerPixel, 1);
-    EXPECT_EQ(p.JPEG_ColorSpace, ioJPEG_GRAYLEV);
-    p.UpdateBitDepth(ie24RGB);
-    EXPECT_EQ(p.BitsPerSample, 8);
-    EXPECT_EQ(p.SamplesPerPixel, 3);
-    EXPECT_EQ(p.JPEG_ColorSpace, ioJPEG_YCbCr);
-    p.UpdateBitDepth(ie8g);
-    EXPECT_EQ(p.BitsPerSample, 8);
-    EXPECT_EQ(p.SamplesPerPixel, 1);
-    EXPECT_EQ(p.JPEG_ColorSpace, ioJPEG_GRAYLEV);
-    p.UpdateBitDepth(ieCMYK);
-    EXPECT_EQ(p.SamplesPerPixel, 4);
-    EXPECT_EQ(p.JPEG_ColorSpace, ioJPEG_CMYK);
+    for (const auto& test : cases) {
+        p.UpdateBitDepth(test.Format);
+        EXPECT_EQ(p.BitsPerSample, test.Bits) << test.Format;
+        EXPECT_EQ(p.SamplesPerPixel, test.Samples) << test.Format;
+        EXPECT_EQ(p.JPEG_ColorSpace, test.Space) << test.Format;
+    }
 }
