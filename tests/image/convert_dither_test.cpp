@@ -170,32 +170,25 @@ TEST(WindowRule, GreyLevelsAreStretchedBetweenBlackAndWhiteValue) {
     bitmap->SetBlackValue(50);
     bitmap->SetWhiteValue(150);
     bitmap->SetPixelFormat(ie24RGB);
-    std::vector<uint8_t> reds;
-    for (TRGB pixel : RowValues<TRGB>(*bitmap))
-        reds.push_back(pixel.r);
-    EXPECT_EQ(reds, Bytes({0, 0, 3, 128, 130, 255, 255}));
-    EXPECT_EQ(bitmap->GetPixels_ie24RGB(2, 0), RGB(3, 3, 3));
+    EXPECT_EQ(RowText(*bitmap), "rgb(0,0,0) rgb(0,0,0) rgb(3,3,3) rgb(128,128,128) rgb(130,130,130) "
+                                "rgb(255,255,255) rgb(255,255,255)");
     EXPECT_EQ(bitmap->BlackValue(), 0);
     EXPECT_EQ(bitmap->WhiteValue(), 0);
-}
 
-TEST(WindowRule, SixteenBitWindowIsInSixteenBitUnits) {
-    // Black 1000, white 3000: mid 2000, range 2000.
-    auto bitmap = MakeBitmap<uint16_t>(ie16g, 4, {1000, 2000, 2500, 3001});
+    // 16-bit in 16-bit units. Black 1000, white 3000: mid 2000, range 2000.
+    auto words = MakeBitmap<uint16_t>(ie16g, 4, {1000, 2000, 2500, 3001});
     TIEBitmap target(4, 1, ie24RGB, 0);
     target.SetBlackValue(1000);
     target.SetWhiteValue(3000);
-    target.CopyAndConvertFormat(*bitmap);
-    EXPECT_EQ(RowValues<TRGB>(target),
-              (std::vector<TRGB>{RGB(0, 0, 0), RGB(128, 128, 128), RGB(191, 191, 191), RGB(255, 255, 255)}));
+    target.CopyAndConvertFormat(*words);
+    EXPECT_EQ(RowText(target), "rgb(0,0,0) rgb(128,128,128) rgb(191,191,191) rgb(255,255,255)");
     EXPECT_EQ(target.WhiteValue(), 0);
-}
 
-TEST(WindowRule, OnlyGreyToRGBLooksAtTheWindow) {
-    auto bitmap = MakeBitmap<uint8_t>(ie8g, 1, {100});
-    bitmap->SetBlackValue(50);
-    bitmap->SetWhiteValue(60);
-    bitmap->SetPixelFormat(ie32RGB);
-    EXPECT_EQ(bitmap->GetPixels_ie32RGB(0, 0), (TRGBA{100, 100, 100, 255}));
-    EXPECT_EQ(bitmap->WhiteValue(), 60);
+    // Only grey to RGB looks at the window.
+    auto other = MakeBitmap<uint8_t>(ie8g, 1, {100});
+    other->SetBlackValue(50);
+    other->SetWhiteValue(60);
+    other->SetPixelFormat(ie32RGB);
+    EXPECT_EQ(RowText(*other), "rgba(100,100,100,255)");
+    EXPECT_EQ(other->WhiteValue(), 60);
 }

@@ -3,6 +3,8 @@
 #include <cstring>
 #include <memory>
 #include <ostream>
+#include <sstream>
+#include <string>
 #include <vector>
 
 #include "image/bitmap.h"
@@ -18,33 +20,69 @@ inline bool operator==(TRGB A, TRGB B) {
 inline bool operator==(TRGBA A, TRGBA B) {
     return SameBytes(A, B);
 }
-inline bool operator==(TRGB48 A, TRGB48 B) {
-    return SameBytes(A, B);
-}
-inline bool operator==(TCMYK A, TCMYK B) {
-    return SameBytes(A, B);
-}
-inline bool operator==(TCIELab A, TCIELab B) {
-    return SameBytes(A, B);
-}
 inline std::ostream& operator<<(std::ostream& Out, TRGB V) {
     return Out << "rgb(" << int(V.r) << "," << int(V.g) << "," << int(V.b) << ")";
-}
-inline std::ostream& operator<<(std::ostream& Out, TRGBA V) {
-    return Out << "rgba(" << int(V.r) << "," << int(V.g) << "," << int(V.b) << "," << int(V.a) << ")";
-}
-inline std::ostream& operator<<(std::ostream& Out, TRGB48 V) {
-    return Out << "rgb48(" << V.r << "," << V.g << "," << V.b << ")";
-}
-inline std::ostream& operator<<(std::ostream& Out, TCMYK V) {
-    return Out << "cmyk(" << int(V.c) << "," << int(V.m) << "," << int(V.y) << "," << int(V.k) << ")";
-}
-inline std::ostream& operator<<(std::ostream& Out, TCIELab V) {
-    return Out << "lab(" << int(V.l) << "," << int(V.a) << "," << int(V.b) << ")";
 }
 
 inline TRGB RGB(int r, int g, int b) {
     return TRGB{uint8_t(b), uint8_t(g), uint8_t(r)};
+}
+
+// One pixel as text in its own format: "117", "rgb(200,100,50)", "cmyk(255,127,63,200)".
+inline std::string PixelText(TIEBitmap& Bitmap, int32_t x, int32_t y = 0) {
+    std::ostringstream out;
+    out.precision(6);
+    switch (Bitmap.PixelFormat()) {
+    case ie1g:
+        out << int(Bitmap.GetPixels_ie1g(x, y));
+        break;
+    case ie8g:
+    case ie8p:
+        out << int(Bitmap.GetPixels_ie8(x, y));
+        break;
+    case ie16g:
+        out << Bitmap.GetPixels_ie16g(x, y);
+        break;
+    case ie32f:
+        out << Bitmap.GetPixels_ie32f(x, y);
+        break;
+    case ie24RGB:
+        out << Bitmap.GetPixels_ie24RGB(x, y);
+        break;
+    case ie32RGB: {
+        const TRGBA v = Bitmap.GetPixels_ie32RGB(x, y);
+        out << "rgba(" << int(v.r) << "," << int(v.g) << "," << int(v.b) << "," << int(v.a) << ")";
+        break;
+    }
+    case ie48RGB: {
+        const TRGB48 v = Bitmap.GetPixels_ie48RGB(x, y);
+        out << "rgb48(" << v.r << "," << v.g << "," << v.b << ")";
+        break;
+    }
+    case ieCMYK: {
+        const TCMYK v = Bitmap.GetPixels_ieCMYK(x, y);
+        out << "cmyk(" << int(v.c) << "," << int(v.m) << "," << int(v.y) << "," << int(v.k) << ")";
+        break;
+    }
+    case ieCIELab: {
+        const TCIELab v = Bitmap.GetPixels_ieCIELab(x, y);
+        out << "lab(" << int(v.l) << "," << int(v.a) << "," << int(v.b) << ")";
+        break;
+    }
+    default:
+        out << "?";
+    }
+    return out.str();
+}
+
+// The pixels of one row as text, separated by spaces.
+inline std::string RowText(TIEBitmap& Bitmap, int32_t y = 0) {
+    std::string text;
+    for (int32_t x = 0; x < Bitmap.Width(); ++x) {
+        if (x) text += ' ';
+        text += PixelText(Bitmap, x, y);
+    }
+    return text;
 }
 
 // A bitmap of Format whose rows hold Values, Width to a row, top row first.
@@ -57,12 +95,6 @@ std::unique_ptr<TIEBitmap> MakeBitmap(TIEPixelFormat Format, int32_t Width, cons
         std::memcpy(bitmap->GetScanline(y), Values.data() + size_t(y) * size_t(Width),
                     sizeof(T) * size_t(Width));
     return bitmap;
-}
-
-// The pixels of one row as T.
-template <typename T> std::vector<T> RowValues(TIEBitmap& Bitmap, int32_t Row = 0) {
-    const auto* row = static_cast<const T*>(Bitmap.GetScanline(Row));
-    return std::vector<T>(row, row + Bitmap.Width());
 }
 
 // The bytes of an ie1g row, padding bits included.
