@@ -7,12 +7,16 @@
 #include <vector>
 
 #include "image/settings.h"
+#include "image/workbitmap.h"
 #include "tests/image/bitmaptestutil.h"
 
 namespace {
 
 uintptr_t Address(const void* p) {
     return reinterpret_cast<uintptr_t>(p);
+}
+uint8_t& Byte(TIEBitmap& Bitmap, int32_t y, int32_t x = 0) {
+    return static_cast<uint8_t*>(Bitmap.GetScanline(y))[x];
 }
 
 TEST(BitmapStorage, RowLengthFollowsAlignmentAndRefusesOverflow) {
@@ -28,26 +32,9 @@ TEST(BitmapStorage, RowLengthFollowsAlignmentAndRefusesOverflow) {
     EXPECT_EQ(IEComputeRowLen(0, 24, 32), 0);
 }
 
-TEST(BitmapStorage, EmptyOrInvalidAllocationFailsAndLeavesBitmapEmpty) {
-    TIEBitmap bitmap;
-    EXPECT_FALSE(bitmap.Allocate(0, 10, ie24RGB));
-    EXPECT_TRUE(bitmap.IsEmpty());
-    EXPECT_EQ(bitmap.Width(), 0);
-    EXPECT_EQ(bitmap.Height(), 0);
-    EXPECT_EQ(bitmap.PixelFormat(), ie24RGB);
-    EXPECT_EQ(bitmap.GetScanline(0), nullptr);
-
-    ASSERT_TRUE(bitmap.Allocate(4, 4, ie8g));
-    EXPECT_FALSE(bitmap.Allocate(10, 0, ie8g));
-    EXPECT_TRUE(bitmap.IsEmpty());
-    EXPECT_FALSE(bitmap.Allocate(-3, 5, ie8g));
-    EXPECT_FALSE(bitmap.Allocate(5, 5, ieNull));
-    EXPECT_TRUE(bitmap.IsEmpty());
-}
-
 // The limits are the test's own, so the outcome is the same on every machine and no
 // large file is ever made.
-TEST(BitmapStorage, SizesBeyondTheLimitsFailAndLeaveTheBitmapEmpty) {
+TEST(BitmapStorage, RefusedSizesLeaveTheBitmapEmptyAndUsable) {
     TScopedGlobal<int64_t> threshold(DefMinFileSize, int64_t(1) << 40);
     TScopedGlobal<bool> noFragments(AutoFragmentBitmap, false);
     TScopedMaxMemoryBlock memory(1 << 20);
@@ -55,6 +42,10 @@ TEST(BitmapStorage, SizesBeyondTheLimitsFailAndLeaveTheBitmapEmpty) {
         int32_t Width, Height;
         TIEPixelFormat Format;
     } sizes[] = {
+        {0, 10, ie24RGB},
+        {10, 0, ie8g},
+        {-3, 5, ie8g},
+        {5, 5, ieNull},
         {INT32_MAX, INT32_MAX, ie48RGB}, // the row length overflows 32 bits
         {100000, 100000, ie48RGB},       // 60 GB
         {2000, 1000, ie8g},              // 2 MB: twice both caps
@@ -71,7 +62,8 @@ TEST(BitmapStorage, SizesBeyondTheLimitsFailAndLeaveTheBitmapEmpty) {
             }
             EXPECT_FALSE(allocated);
             EXPECT_TRUE(bitmap.IsEmpty());
-            EXPECT_EQ(bitmap.Width(), 0);
+            EXPECT_EQ(bitmap.Width() + bitmap.Height(), 0);
+            EXPECT_EQ(bitmap.GetScanline(0), nullptr);
             EXPECT_FALSE(bitmap.MemMap().IsAllocated());
             EXPECT_TRUE(bitmap.Allocate(2, 2, ie8g, 9));
             EXPECT_EQ(GreyPixels(bitmap), Bytes({9, 9, 9, 9}));
@@ -79,33 +71,28 @@ TEST(BitmapStorage, SizesBeyondTheLimitsFailAndLeaveTheBitmapEmpty) {
     }
 }
 
-TEST(BitmapStorage, MemoryFileThresholdIsInclusive) {
+TEST(BitmapStorage, MemoryFileThresholdIsInclusiveAndTakenWhenTheBitmapIsMade) {
+    std::unique_ptr<TIEBitmap> early;
+    {
+        TScopedGlobal<int64_t> zero(DefMinFileSize, 0);
+        early = std::make_unique<TIEBitmap>();
+    }
+    ASSERT_TRUE(early->Allocate(1, 1, ie8g));
+    EXPECT_EQ(early->Location(), ieFile);
+
     TScopedGlobal<int64_t> threshold(DefMinFileSize, 1000);
-    TIEBitmap atThreshold, above;
+    TIEBitmap atThreshold, above, requested;
     EXPECT_EQ(atThreshold.MinFileSize(), 1000);
-    atThreshold.SetBitAlignment(8);
-    above.SetBitAlignment(8);
+    for (TIEBitmap* b : {&atThreshold, &above, &requested})
+        b->SetBitAlignment(8);
+    // A memory request is still overruled by the size.
+    requested.SetLocation(ieMemory);
     ASSERT_TRUE(atThreshold.Allocate(1000, 1, ie8g));
     ASSERT_TRUE(above.Allocate(1001, 1, ie8g));
+    ASSERT_TRUE(requested.Allocate(1001, 1, ie8g));
     EXPECT_EQ(atThreshold.Location(), ieMemory);
     EXPECT_EQ(above.Location(), ieFile);
-
-    // A memory request is still overruled by the size.
-    TIEBitmap requested;
-    requested.SetBitAlignment(8);
-    requested.SetLocation(ieMemory);
-    ASSERT_TRUE(requested.Allocate(1001, 1, ie8g));
     EXPECT_EQ(requested.Location(), ieFile);
-}
-
-TEST(BitmapStorage, ThresholdIsTakenWhenTheBitmapIsMade) {
-    std::unique_ptr<TIEBitmap> bitmap;
-    {
-        TScopedGlobal<int64_t> threshold(DefMinFileSize, 0);
-        bitmap = std::make_unique<TIEBitmap>();
-    }
-    ASSERT_TRUE(bitmap->Allocate(1, 1, ie8g));
-    EXPECT_EQ(bitmap->Location(), ieFile);
 }
 
 TEST(BitmapStorage, MemoryRowsAre64ByteAlignedAndBottomUp) {
@@ -116,7 +103,6 @@ TEST(BitmapStorage, MemoryRowsAre64ByteAlignedAndBottomUp) {
             bitmap.SetMemoryAllocator(allocator);
             ASSERT_TRUE(bitmap.Allocate(width, 3, ie24RGB));
             ASSERT_EQ(bitmap.Location(), ieMemory);
-            // Bottom-up: the last row is the first in memory.
             EXPECT_EQ(Address(bitmap.GetScanline(2)) % 64, 0u) << width;
             EXPECT_EQ(Address(bitmap.GetScanline(1)), Address(bitmap.GetScanline(2)) + bitmap.RowLen());
             EXPECT_EQ(Address(bitmap.GetScanline(0)), Address(bitmap.GetScanline(1)) + bitmap.RowLen());
@@ -133,19 +119,19 @@ TEST(BitmapStorage, AllocatorChoosesHeapBySizeOfRequest) {
     TScopedGlobal<int64_t> threshold(DefMinFileSize, int64_t(1) << 30);
     // 64 x 16382 bytes + 128 = exactly 1 MiB requested.
     TIEBitmap exactlyOneMiB, justBelow, small, largeLanguageHeap;
+    small.SetMemoryAllocator(iemaSystem);
+    largeLanguageHeap.SetMemoryAllocator(iemaVCL);
     ASSERT_TRUE(exactlyOneMiB.Allocate(64, 16382, ie8g));
     ASSERT_TRUE(justBelow.Allocate(64, 16381, ie8g));
+    ASSERT_TRUE(small.Allocate(4, 4, ie8g));
+    ASSERT_TRUE(largeLanguageHeap.Allocate(64, 16382, ie8g));
     EXPECT_TRUE(exactlyOneMiB.MemoryFromGlobalHeap());
     EXPECT_FALSE(justBelow.MemoryFromGlobalHeap());
-    small.SetMemoryAllocator(iemaSystem);
-    ASSERT_TRUE(small.Allocate(4, 4, ie8g));
     EXPECT_TRUE(small.MemoryFromGlobalHeap());
-    largeLanguageHeap.SetMemoryAllocator(iemaVCL);
-    ASSERT_TRUE(largeLanguageHeap.Allocate(64, 16382, ie8g));
     EXPECT_FALSE(largeLanguageHeap.MemoryFromGlobalHeap());
 }
 
-TEST(BitmapFragments, FailedContiguousBlockFallsBackToFourFragments) {
+TEST(BitmapFragments, FailedContiguousBlockFallsBackToFourFragmentsOrToDisk) {
     TScopedGlobal<int64_t> threshold(DefMinFileSize, int64_t(1) << 30);
     TScopedMaxMemoryBlock limit(1500);
     TIEBitmap bitmap;
@@ -161,10 +147,15 @@ TEST(BitmapFragments, FailedContiguousBlockFallsBackToFourFragments) {
     for (int32_t y = 0; y < 40; ++y)
         for (int32_t x = 0; x < 100; x += 33)
             ASSERT_EQ(bitmap.GetPixels_ie8(x, y), uint8_t(y * 3 + x));
-
     TIEBitmap copy;
     copy.Assign(bitmap);
     EXPECT_EQ(FirstDifference(bitmap, copy), "");
+
+    TScopedGlobal<bool> noFragments(AutoFragmentBitmap, false);
+    TIEBitmap unfragmented;
+    ASSERT_TRUE(unfragmented.Allocate(100, 40, ie8g));
+    EXPECT_EQ(unfragmented.FragmentsCount(), 0);
+    EXPECT_EQ(unfragmented.Location(), ieFile);
 }
 
 TEST(BitmapFragments, FragmentCountDoublesAboveTenMiBAndStopsBelow) {
@@ -178,27 +169,10 @@ TEST(BitmapFragments, FragmentCountDoublesAboveTenMiBAndStopsBelow) {
         EXPECT_EQ(bitmap.FragmentsCount(), 8); // 4 x 24 MiB refused, 8 x 12 MiB taken
         EXPECT_EQ(bitmap.RowsPerFragment(), 12);
     }
-    {
-        // 8 x 12 MiB refused; 16 x 6 MiB is under the floor: memory gives up.
-        TScopedMaxMemoryBlock limit(8 << 20);
-        TIEBitmap bitmap;
-        ASSERT_TRUE(bitmap.Allocate(width, height, ie8g));
-        EXPECT_EQ(bitmap.FragmentsCount(), 0);
-        EXPECT_EQ(bitmap.Location(), ieFile);
-
-        TScopedGlobal<bool> noDisk(AutoLocateOnDisk, false);
-        TIEBitmap refused;
-        EXPECT_FALSE(refused.Allocate(width, height, ie8g));
-        EXPECT_TRUE(refused.IsEmpty());
-    }
-}
-
-TEST(BitmapFragments, DisabledFragmentationGoesToDisk) {
-    TScopedGlobal<int64_t> threshold(DefMinFileSize, int64_t(1) << 30);
-    TScopedGlobal<bool> noFragments(AutoFragmentBitmap, false);
-    TScopedMaxMemoryBlock limit(1500);
+    // 8 x 12 MiB refused; 16 x 6 MiB is under the floor: memory gives up.
+    TScopedMaxMemoryBlock limit(8 << 20);
     TIEBitmap bitmap;
-    ASSERT_TRUE(bitmap.Allocate(100, 40, ie8g));
+    ASSERT_TRUE(bitmap.Allocate(width, height, ie8g));
     EXPECT_EQ(bitmap.FragmentsCount(), 0);
     EXPECT_EQ(bitmap.Location(), ieFile);
 }
@@ -213,15 +187,13 @@ class BitmapFileRows : public ::testing::Test {
     TIEBitmap fBitmap;
 };
 
-TEST_F(BitmapFileRows, NextScanlineWritesBackAndReleasesThePrevious) {
-    static_cast<uint8_t*>(fBitmap.GetScanline(0))[0] = 7;
-    static_cast<uint8_t*>(fBitmap.GetScanline(1))[0] = 9;
+TEST_F(BitmapFileRows, WorkingRowAndRowsFromGetRowAreWrittenBack) {
+    Byte(fBitmap, 0) = 7;
+    Byte(fBitmap, 1) = 9; // releases row 0
     EXPECT_EQ(fBitmap.MemMap().MappedCount(), 1);
-    EXPECT_EQ(static_cast<uint8_t*>(fBitmap.GetScanline(0))[0], 7);
-    EXPECT_EQ(static_cast<uint8_t*>(fBitmap.GetScanline(1))[0], 9);
-}
-
-TEST_F(BitmapFileRows, RowsFromGetRowCoexistUntilFreed) {
+    EXPECT_EQ(Byte(fBitmap, 0), 7);
+    Byte(fBitmap, 2, 3) = 33;
+    // GetRow writes the working row back first; its rows coexist until freed.
     auto* row0 = static_cast<uint8_t*>(fBitmap.GetRow(0));
     auto* row1 = static_cast<uint8_t*>(fBitmap.GetRow(1));
     ASSERT_NE(row0, row1);
@@ -231,24 +203,17 @@ TEST_F(BitmapFileRows, RowsFromGetRowCoexistUntilFreed) {
     fBitmap.FreeRow(1);
     fBitmap.FreeRow(0);
     EXPECT_EQ(fBitmap.MemMap().MappedCount(), 0);
-    EXPECT_EQ(static_cast<uint8_t*>(fBitmap.GetScanline(0))[0], 5);
-    EXPECT_EQ(static_cast<uint8_t*>(fBitmap.GetScanline(1))[0], 6);
-}
-
-TEST_F(BitmapFileRows, GetRowWritesBackTheWorkingRowFirst) {
-    static_cast<uint8_t*>(fBitmap.GetScanline(2))[3] = 33;
-    fBitmap.GetRow(0);
-    EXPECT_EQ(fBitmap.MemMap().MappedCount(), 1);
-    fBitmap.FreeRow(0);
-    EXPECT_EQ(static_cast<uint8_t*>(fBitmap.GetScanline(2))[3], 33);
+    EXPECT_EQ(Byte(fBitmap, 0), 5);
+    EXPECT_EQ(Byte(fBitmap, 1), 6);
+    EXPECT_EQ(Byte(fBitmap, 2, 3), 33);
 }
 
 TEST_F(BitmapFileRows, ReadOnlyAccessDiscardsWrites) {
     fBitmap.SetAccess(iedRead);
-    static_cast<uint8_t*>(fBitmap.GetScanline(0))[0] = 99;
+    Byte(fBitmap, 0) = 99;
     fBitmap.GetScanline(1);
     fBitmap.SetAccess(iedRead | iedWrite);
-    EXPECT_EQ(static_cast<uint8_t*>(fBitmap.GetScanline(0))[0], 0);
+    EXPECT_EQ(Byte(fBitmap, 0), 0);
 }
 
 // A row that can't be read back, or whose write-back fails, is lost; from then on no
@@ -279,22 +244,22 @@ TEST_F(BitmapFileRows, LostRowsEndRowAccess) {
 }
 
 TEST_F(BitmapFileRows, FileIsTopDownForDefaultOriginAndBottomUpForTopLeft) {
-    static_cast<uint8_t*>(fBitmap.GetScanline(0))[0] = 1;
-    static_cast<uint8_t*>(fBitmap.GetScanline(3))[0] = 4;
+    Byte(fBitmap, 0) = 1;
+    Byte(fBitmap, 3) = 4;
     fBitmap.GetScanline(1);
-    auto* first = static_cast<uint8_t*>(fBitmap.MemMap().Map(0, 8, iedRead));
-    EXPECT_EQ(first[0], 1);
-    fBitmap.MemMap().UnMap(first);
-
-    fBitmap.SetOrigin(ieboTOPLEFT);
-    EXPECT_EQ(static_cast<uint8_t*>(fBitmap.GetScanline(0))[0], 1);
-    fBitmap.GetScanline(1);
-    first = static_cast<uint8_t*>(fBitmap.MemMap().Map(0, 8, iedRead));
-    EXPECT_EQ(first[0], 4);
-    fBitmap.MemMap().UnMap(first);
+    for (int expected : {1, 4}) {
+        if (expected == 4) {
+            fBitmap.SetOrigin(ieboTOPLEFT);
+            EXPECT_EQ(Byte(fBitmap, 0), 1);
+            fBitmap.GetScanline(1);
+        }
+        auto* first = static_cast<uint8_t*>(fBitmap.MemMap().Map(0, 8, iedRead));
+        EXPECT_EQ(first[0], expected);
+        fBitmap.MemMap().UnMap(first);
+    }
 }
 
-TEST(BitmapSettings, OriginSetterKeepsPixelsInPlace) {
+TEST(BitmapSettings, OriginAndAlignmentSettersKeepPixelsInPlace) {
     TIEBitmap bitmap;
     FillGrey(bitmap, 2, 3, {1, 2, 3, 4, 5, 6});
     bitmap.AlphaChannel()->SetPixels_ie8(1, 0, 50);
@@ -305,36 +270,32 @@ TEST(BitmapSettings, OriginSetterKeepsPixelsInPlace) {
     EXPECT_EQ(bitmap.AlphaChannelOpt()->Origin(), ieboTOPLEFT);
     EXPECT_EQ(bitmap.GetAlpha(1, 0), 50);
     EXPECT_TRUE(bitmap.Modified());
-
     bitmap.SetOrigin(ieboBOTTOMLEFT);
     EXPECT_EQ(GreyPixels(bitmap), Bytes({1, 2, 3, 4, 5, 6}));
     EXPECT_EQ(bitmap.GetAlpha(1, 0), 50);
-}
 
-TEST(BitmapSettings, BitAlignmentSetterRepacksMemoryRows) {
-    TIEBitmap bitmap;
-    FillGrey(bitmap, 3, 2, {1, 2, 3, 4, 5, 6}, ie8p);
-    bitmap.SetPalette(4, TRGB{10, 20, 30});
-    bitmap.SetAlpha(2, 1, 77);
-    ASSERT_EQ(bitmap.RowLen(), 4);
-    bitmap.SetBitAlignment(8);
-    EXPECT_EQ(bitmap.BitAlignment(), 8);
-    EXPECT_EQ(bitmap.RowLen(), 3);
-    EXPECT_EQ(Address(bitmap.GetScanline(0)), Address(bitmap.GetScanline(1)) + 3);
-    EXPECT_EQ(GreyPixels(bitmap), Bytes({1, 2, 3, 4, 5, 6}));
-    EXPECT_EQ(bitmap.GetPalette(4).g, 20);
-    EXPECT_EQ(bitmap.GetAlpha(2, 1), 77);
-}
+    TIEBitmap indexed;
+    FillGrey(indexed, 3, 2, {1, 2, 3, 4, 5, 6}, ie8p);
+    indexed.SetPalette(4, TRGB{10, 20, 30});
+    indexed.SetAlpha(2, 1, 77);
+    ASSERT_EQ(indexed.RowLen(), 4);
+    indexed.SetBitAlignment(8);
+    EXPECT_EQ(indexed.BitAlignment(), 8);
+    EXPECT_EQ(indexed.RowLen(), 3);
+    EXPECT_EQ(Address(indexed.GetScanline(0)), Address(indexed.GetScanline(1)) + 3);
+    EXPECT_EQ(GreyPixels(indexed), Bytes({1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(indexed.GetPalette(4).g, 20);
+    EXPECT_EQ(indexed.GetAlpha(2, 1), 77);
 
-TEST(BitmapSettings, BitAlignmentOnFileWaitsForTheNextAllocation) {
+    // On a file the new alignment waits for the next allocation.
     TScopedGlobal<int64_t> threshold(DefMinFileSize, 0);
-    TIEBitmap bitmap(3, 2, ie8g, 5);
-    ASSERT_EQ(bitmap.Location(), ieFile);
-    bitmap.SetBitAlignment(8);
-    EXPECT_EQ(bitmap.RowLen(), 4);
-    EXPECT_EQ(GreyPixels(bitmap), Bytes({5, 5, 5, 5, 5, 5}));
-    bitmap.Allocate(3, 2, ie8g, 0);
-    EXPECT_EQ(bitmap.RowLen(), 3);
+    TIEBitmap onFile(3, 2, ie8g, 5);
+    ASSERT_EQ(onFile.Location(), ieFile);
+    onFile.SetBitAlignment(8);
+    EXPECT_EQ(onFile.RowLen(), 4);
+    EXPECT_EQ(GreyPixels(onFile), Bytes({5, 5, 5, 5, 5, 5}));
+    onFile.Allocate(3, 2, ie8g, 0);
+    EXPECT_EQ(onFile.RowLen(), 3);
 }
 
 TEST(BitmapSettings, LocationSetterMovesPixelsBetweenMemoryAndFile) {
@@ -342,48 +303,35 @@ TEST(BitmapSettings, LocationSetterMovesPixelsBetweenMemoryAndFile) {
     TIEBitmap bitmap;
     FillGrey(bitmap, 3, 2, {1, 2, 3, 4, 5, 6});
     bitmap.SetAlpha(0, 1, 40);
-    ASSERT_EQ(bitmap.Location(), ieMemory);
-
     // Under the threshold a file is refused and nothing moves.
     bitmap.SetLocation(ieFile);
     EXPECT_EQ(bitmap.Location(), ieMemory);
-    EXPECT_EQ(GreyPixels(bitmap), Bytes({1, 2, 3, 4, 5, 6}));
-
-    bitmap.SetMinFileSize(0);
-    bitmap.SetLocation(ieFile);
-    EXPECT_EQ(bitmap.Location(), ieFile);
-    EXPECT_TRUE(bitmap.MemMap().IsAllocated());
-    EXPECT_EQ(GreyPixels(bitmap), Bytes({1, 2, 3, 4, 5, 6}));
-    EXPECT_EQ(bitmap.GetAlpha(0, 1), 40);
-
-    bitmap.SetMinFileSize(int64_t(1) << 20);
-    bitmap.SetLocation(ieMemory);
-    EXPECT_EQ(bitmap.Location(), ieMemory);
-    EXPECT_FALSE(bitmap.MemMap().IsAllocated());
-    EXPECT_EQ(GreyPixels(bitmap), Bytes({1, 2, 3, 4, 5, 6}));
-    EXPECT_EQ(bitmap.GetAlpha(0, 1), 40);
+    const std::pair<int64_t, TIELocation> moves[] = {{0, ieFile}, {int64_t(1) << 20, ieMemory}};
+    for (const auto& [minimum, location] : moves) {
+        bitmap.SetMinFileSize(minimum);
+        bitmap.SetLocation(location);
+        EXPECT_EQ(bitmap.Location(), location);
+        EXPECT_EQ(bitmap.MemMap().IsAllocated(), location == ieFile);
+        EXPECT_EQ(GreyPixels(bitmap), Bytes({1, 2, 3, 4, 5, 6}));
+        EXPECT_EQ(bitmap.GetAlpha(0, 1), 40);
+    }
 }
 
-TEST(BitmapSettings, LocationSetterToTBitmapKeepsPixelsOrRestoresThem) {
+TEST(BitmapTBitmap, LocationKeepsPixelsAndRefusesFormatsWithoutPlatformDepth) {
     TIEBitmap bitmap(2, 2, ie24RGB, double(0x00112233));
     bitmap.SetLocation(ieTBitmap);
     ASSERT_EQ(bitmap.Location(), ieTBitmap);
-    ASSERT_NE(bitmap.VclBitmap(), nullptr);
     EXPECT_EQ(bitmap.VclBitmap()->PixelDepth(), 24);
     EXPECT_EQ(bitmap.GetScanline(1), bitmap.VclBitmap()->ScanLine(1));
-    TRGB pixel = bitmap.GetPixels_ie24RGB(1, 1);
-    EXPECT_EQ(pixel.r, 0x33);
-    EXPECT_EQ(pixel.g, 0x22);
-    EXPECT_EQ(pixel.b, 0x11);
+    const TRGB pixel = bitmap.GetPixels_ie24RGB(1, 1);
+    EXPECT_EQ(Bytes({pixel.r, pixel.g, pixel.b}), Bytes({0x33, 0x22, 0x11}));
 
     TIEBitmap deep(2, 1, ie48RGB, 0);
     deep.SetPixels_ie48RGB(1, 0, TRGB48{1000, 2000, 3000});
     EXPECT_THROW(deep.SetLocation(ieTBitmap), EIEException);
     EXPECT_EQ(deep.Location(), ieMemory);
     EXPECT_EQ(deep.GetPixels_ie48RGB(1, 0).b, 3000);
-}
 
-TEST(BitmapTBitmap, FormatsWithoutPlatformDepthAreRefusedWordForWord) {
     const std::pair<TIEPixelFormat, const char*> refused[] = {
         {ie32f, "ie32f pixel format not allowed when IEBitmap.Location=ieTBitmap"},
         {ieCMYK, "ieCMYK pixel format not allowed when IEBitmap.Location=ieTBitmap"},
@@ -391,44 +339,34 @@ TEST(BitmapTBitmap, FormatsWithoutPlatformDepthAreRefusedWordForWord) {
         {ieCIELab, "ieCIELab pixel format not allowed when IEBitmap.Location=ieTBitmap"},
     };
     for (const auto& [format, text] : refused) {
-        TIEBitmap bitmap;
-        bitmap.SetLocation(ieTBitmap);
+        TIEBitmap platform;
+        platform.SetLocation(ieTBitmap);
         try {
-            bitmap.Allocate(4, 4, format);
+            platform.Allocate(4, 4, format);
             ADD_FAILURE() << "no exception for " << IEPixelFormatName(format);
         } catch (const EIEException& e) {
             EXPECT_STREQ(e.what(), text);
         }
-        EXPECT_TRUE(bitmap.IsEmpty());
+        EXPECT_TRUE(platform.IsEmpty());
     }
 }
 
-TEST(BitmapTBitmap, SixteenBitGreyBecomesEightBitWithGreyPalette) {
+TEST(BitmapTBitmap, SixteenBitGreyBecomesEightBitAndPalettesReachThePlatform) {
     TIEBitmap bitmap;
     bitmap.SetLocation(ieTBitmap);
     ASSERT_TRUE(bitmap.Allocate(5, 2, ie16g));
     EXPECT_EQ(bitmap.PixelFormat(), ie8g);
-    EXPECT_EQ(bitmap.BitCount(), 8);
     EXPECT_EQ(bitmap.RowLen(), 8);
     EXPECT_EQ(bitmap.VclBitmap()->PixelDepth(), 8);
     TRGBA entry = bitmap.VclBitmap()->PaletteEntry(100);
-    EXPECT_EQ(entry.r, 100);
-    EXPECT_EQ(entry.b, 100);
-
+    EXPECT_EQ(Bytes({entry.r, entry.g, entry.b}), Bytes({100, 100, 100}));
     ASSERT_TRUE(bitmap.Allocate(9, 1, ie1g));
     EXPECT_EQ(bitmap.VclBitmap()->PixelDepth(), 1);
     EXPECT_EQ(bitmap.RowLen(), 4);
-}
-
-TEST(BitmapTBitmap, PaletteWritesReachThePlatformBitmap) {
-    TIEBitmap bitmap;
-    bitmap.SetLocation(ieTBitmap);
     ASSERT_TRUE(bitmap.Allocate(2, 2, ie8p));
     bitmap.SetPalette(5, TRGB{1, 2, 3});
-    TRGBA entry = bitmap.VclBitmap()->PaletteEntry(5);
-    EXPECT_EQ(entry.b, 1);
-    EXPECT_EQ(entry.g, 2);
-    EXPECT_EQ(entry.r, 3);
+    entry = bitmap.VclBitmap()->PaletteEntry(5);
+    EXPECT_EQ(Bytes({entry.b, entry.g, entry.r}), Bytes({1, 2, 3}));
 }
 
 TEST(BitmapPalette, OutOfRangeIsIgnoredAndCopyTakesUsedCount) {
@@ -439,18 +377,15 @@ TEST(BitmapPalette, OutOfRangeIsIgnoredAndCopyTakesUsedCount) {
     EXPECT_EQ(bitmap.GetPalette(255).r, 3);
     EXPECT_EQ(bitmap.GetPalette(-1).r, 0);
     bitmap.SetPaletteUsed(16);
-
     TIEBitmap other(1, 1, ie24RGB);
     bitmap.CopyPaletteTo(other);
     EXPECT_EQ(other.GetPaletteLen(), 256);
     EXPECT_EQ(other.PaletteUsed(), 16);
     EXPECT_EQ(other.GetPalette(255).g, 2);
-
-    TIEBitmap grey(2, 2, ie8g);
-    EXPECT_EQ(grey.GetPaletteLen(), 0);
+    EXPECT_EQ(TIEBitmap(2, 2, ie8g).GetPaletteLen(), 0);
 }
 
-TEST(BitmapHandOver, SwitchToMovesEverythingAndEmptiesTheSource) {
+TEST(BitmapHandOver, SwitchToMovesEverythingSwapExchangesIt) {
     TIEBitmap source, target;
     FillGrey(source, 2, 2, {1, 2, 3, 4});
     source.SetAlpha(1, 1, 9);
@@ -463,19 +398,14 @@ TEST(BitmapHandOver, SwitchToMovesEverythingAndEmptiesTheSource) {
     EXPECT_EQ(target.GetAlpha(1, 1), 9);
     EXPECT_TRUE(source.Allocate(2, 2, ie8g, 7));
     EXPECT_EQ(GreyPixels(source), Bytes({7, 7, 7, 7}));
-}
 
-TEST(BitmapHandOver, SwapExchangesPixelsFormatsAndPlanes) {
-    TIEBitmap a, b;
-    FillGrey(a, 2, 1, {10, 20});
-    a.SetAlpha(0, 0, 1);
-    b.Allocate(1, 1, ie24RGB, double(0x000000FF));
-    a.Swap(b);
-    EXPECT_EQ(a.PixelFormat(), ie24RGB);
-    EXPECT_EQ(a.GetPixels_ie24RGB(0, 0).r, 255);
-    EXPECT_EQ(a.AlphaChannelOpt(), nullptr);
-    EXPECT_EQ(GreyPixels(b), Bytes({10, 20}));
-    EXPECT_EQ(b.GetAlpha(0, 0), 1);
+    TIEBitmap rgb(1, 1, ie24RGB, double(0x000000FF));
+    target.Swap(rgb);
+    EXPECT_EQ(target.PixelFormat(), ie24RGB);
+    EXPECT_EQ(target.GetPixels_ie24RGB(0, 0).r, 255);
+    EXPECT_EQ(target.AlphaChannelOpt(), nullptr);
+    EXPECT_EQ(GreyPixels(rgb), Bytes({1, 2, 3, 4}));
+    EXPECT_EQ(rgb.GetAlpha(1, 1), 9);
 }
 
 TEST(BitmapHandOver, EncapsulatedMemoryIsAddressedButNotFreed) {
@@ -503,9 +433,8 @@ TEST(BitmapNotification, MutatorsRaiseChangedAndModifiedCanBeCleared) {
     EXPECT_GE(calls, 2);
     EXPECT_TRUE(bitmap.Modified());
     EXPECT_TRUE(bitmap.ModifiedUpdateLayer());
-
     // Same size again keeps the pixels and only notifies.
-    int before = calls;
+    const int before = calls;
     EXPECT_TRUE(bitmap.Allocate(2, 2, ie8g));
     EXPECT_EQ(calls, before + 1);
     EXPECT_EQ(GreyPixels(bitmap), Bytes({3, 3, 3, 3}));
@@ -522,15 +451,50 @@ TEST(BitmapNotification, SizeSettersKeepTopRowsAndPropagateToThePlane) {
     EXPECT_EQ(GreyPixels(bitmap), Bytes({1, 2, 4, 5}));
     EXPECT_EQ(bitmap.AlphaChannelOpt()->Height(), 2);
     EXPECT_EQ(bitmap.GetAlpha(1, 1), 50);
-
     TIEBitmap fresh;
     fresh.SetPixelFormat(ie24RGB);
     fresh.SetWidth(4);
     EXPECT_TRUE(fresh.IsEmpty());
     fresh.SetHeight(3);
-    EXPECT_FALSE(fresh.IsEmpty());
-    EXPECT_EQ(fresh.Width(), 4);
-    EXPECT_EQ(fresh.Height(), 3);
+    EXPECT_EQ(Bytes({fresh.Width(), fresh.Height()}), Bytes({4, 3}));
+}
+
+TEST(WorkBitmap, CellsAndBitsAreAddressedInPaddedRows) {
+    TIEWorkBitmap rgb(3, 2, 24);
+    ASSERT_FALSE(rgb.IsEmpty());
+    EXPECT_EQ(rgb.RowLen(), 12);
+    EXPECT_EQ(reinterpret_cast<uint8_t*>(rgb.GetPRGB(2, 1)), rgb.GetScanline(0) + 12 + 6);
+    EXPECT_EQ(rgb.GetPByte(5, 1), rgb.GetScanline(0) + 17);
+    TIEWorkBitmap doubles(3, 2, 64);
+    EXPECT_EQ(doubles.RowLen(), 24);
+    *doubles.GetPDouble(2, 1) = 1.5;
+    EXPECT_EQ(*reinterpret_cast<double*>(doubles.GetScanline(1) + 16), 1.5);
+    TIEWorkBitmap singles(5, 1, 32);
+    *singles.GetPSingle(4, 0) = 2.0f;
+    EXPECT_EQ(*reinterpret_cast<float*>(singles.GetPInteger(4, 0)), 2.0f);
+    // Bits most significant first.
+    TIEWorkBitmap bits(10, 1, 1);
+    bits.SetBit(0, 0, true);
+    bits.SetBit(9, 0, true);
+    EXPECT_EQ(Bytes({bits.GetScanline(0)[0], bits.GetScanline(0)[1]}), Bytes({0x80, 0x40}));
+    bits.SetBit(0, 0, false);
+    EXPECT_FALSE(bits.GetBit(0, 0));
+    EXPECT_TRUE(bits.GetBit(9, 0));
+    EXPECT_TRUE(TIEWorkBitmap(3, 3, 12).IsEmpty());
+    EXPECT_TRUE(TIEWorkBitmap(0, 5, 8).IsEmpty());
+}
+
+TEST(PlatformBitmap, RowsAreBottomUpAndResizingKeepsTheTopLeft) {
+    TBitmap bitmap;
+    bitmap.SetPixelDepth(8);
+    bitmap.SetSize(3, 2);
+    EXPECT_EQ(bitmap.RowLen(), 4);
+    EXPECT_EQ(bitmap.ScanLine(0), bitmap.ScanLine(1) + 4);
+    bitmap.ScanLine(0)[1] = 7;
+    bitmap.SetSize(5, 3);
+    EXPECT_EQ(bitmap.ScanLine(0)[1], 7);
+    EXPECT_EQ(bitmap.PaletteEntry(200).g, 200);
+    EXPECT_THROW(bitmap.SetPixelDepth(16), EIEException);
 }
 
 } // namespace
