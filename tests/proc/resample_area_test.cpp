@@ -115,18 +115,3 @@ TEST(ResampleAreaWalk, ProgressByTargetRow) {
         nullptr);
     EXPECT_EQ(seen, (std::vector<int>{33, 66, 100}));
 }
-
-TEST(ResampleAreaWalk, ConstantImageStaysConstant) {
-    for (TResampleFilter filter : {rfBilinear, rfBicubic})
-        for (auto [w, h] : {std::pair{3, 2}, std::pair{17, 5}, std::pair{4, 19}, std::pair{23, 29}}) {
-            TTestImage src(7, 11, 3);
-            for (int32_t y = 0; y < 11; ++y)
-                for (int32_t i = 0; i < 21; ++i)
-                    src.Row(y)[i] = uint8_t(i % 3 == 0 ? 13 : i % 3 == 1 ? 140 : 251);
-            TTestImage dst(w, h, 3);
-            IEAreaResample8(src.Rows(), nullptr, dst.Rows(), 3, filter, NoProgress, nullptr);
-            EXPECT_EQ(dst.Channel(0), std::vector<int>(size_t(w * h), 13));
-            EXPECT_EQ(dst.Channel(1), std::vector<int>(size_t(w * h), 140));
-            EXPECT_EQ(dst.Channel(2), std::vector<int>(size_t(w * h), 251));
-        }
-}

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <new>
 #include <thread>
@@ -15,6 +16,7 @@
 #include "proc/resample_contrib.h"
 #include "tests/image/bitmaptestutil.h"
 #include "tests/proc/resampletestutil.h"
+#include "tests/proc/rgbtestutil.h"
 
 namespace {
 
@@ -24,22 +26,6 @@ std::pair<int32_t, int32_t> Resolve(int32_t NewWidth, int32_t NewHeight, int32_t
                                     bool Maintain = false) {
     IEResolveResampleSize(NewWidth, NewHeight, Width, Height, Maintain);
     return {NewWidth, NewHeight};
-}
-
-void FillGrey24(TIEBitmap& Bitmap, int32_t Width, int32_t Height, std::initializer_list<int> Greys) {
-    Bitmap.Allocate(Width, Height, ie24RGB);
-    auto it = Greys.begin();
-    for (int32_t y = 0; y < Height; ++y)
-        for (int32_t x = 0; x < Width; ++x, ++it)
-            Bitmap.SetPixels_ie24RGB(x, y, TRGB{uint8_t(*it), uint8_t(*it), uint8_t(*it)});
-}
-
-std::vector<int> Reds(TIEBitmap& Bitmap) {
-    std::vector<int> values;
-    for (int32_t y = 0; y < Bitmap.Height(); ++y)
-        for (int32_t x = 0; x < Bitmap.Width(); ++x)
-            values.push_back(Bitmap.GetPixels_ie24RGB(x, y).r);
-    return values;
 }
 
 // The horizontal pass on exactly Threads bands, whatever the machine's cores and the
@@ -96,19 +82,38 @@ TEST(ResampleDispatch, EqualSizeAssigns) {
     EXPECT_EQ(GreyPixels(dst), Bytes({1, 2, 3, 4, 5, 6}));
 }
 
-TEST(ResampleDispatch, SinglePixelSourceFillsTarget) {
-    for (TResampleFilter filter : {rfLanczos3, rfBilinear, rfFastLinear, rfWICCubicHQ, rfNone}) {
-        SCOPED_TRACE(filter);
-        TIEBitmap src(1, 1, ie24RGB);
-        src.SetPixels_ie24RGB(0, 0, TRGB{10, 20, 30});
-        TIEBitmap dst(4, 3, ie24RGB);
-        IEResampleDispatch(src, dst, filter, NoProgress, nullptr);
-        for (int32_t y = 0; y < 3; ++y)
-            for (int32_t x = 0; x < 4; ++x) {
-                const TRGB p = dst.GetPixels_ie24RGB(x, y);
-                EXPECT_EQ(p.b, 10);
-                EXPECT_EQ(p.g, 20);
-                EXPECT_EQ(p.r, 30);
+// Every filter keeps a constant picture constant, a single pixel included, and gives
+// the same bytes on 1, 2 and 4 threads.
+TEST(ResampleDispatch, EveryFilterKeepsConstantsAndIgnoresTheThreadCount) {
+    TTestImage busy = TTestImage::Busy(64, 40, 3);
+    TIEBitmap picture(64, 40, ie24RGB);
+    for (int32_t y = 0; y < 40; ++y)
+        std::memcpy(picture.GetScanline(y), busy.Row(y), 64 * 3);
+    for (int f = rfNone; f <= rfWICCubicHQ; ++f) {
+        const auto filter = TResampleFilter(f);
+        if (filter == rfProjectBW || filter == rfProjectWB) continue;
+        SCOPED_TRACE(IEResampleFilterName(filter));
+        for (auto [w, h, dw, dh] : {std::array{1, 1, 4, 3}, std::array{13, 9, 5, 4},
+                                    std::array{13, 9, 29, 20}, std::array{7, 11, 4, 19}}) {
+            TIEBitmap src(w, h, ie24RGB, double(0x6311C8)), dst(dw, dh, ie24RGB);
+            IEResampleDispatch(src, dst, filter, NoProgress, nullptr);
+            for (int32_t y = 0; y < dh; ++y)
+                for (int32_t x = 0; x < dw; ++x) {
+                    const TRGB p = dst.GetPixels_ie24RGB(x, y);
+                    ASSERT_EQ(Bytes({p.r, p.g, p.b}), Bytes({200, 17, 99}))
+                        << w << "x" << h << " to " << x << "," << y;
+                }
+        }
+        TIEBitmap reference;
+        for (auto [dw, dh] : {std::pair{23, 10}, std::pair{150, 90}, std::pair{20, 2}})
+            for (int32_t threads : {1, 2, 4}) {
+                TForcedThreads forced(threads);
+                TIEBitmap dst(dw, dh, ie24RGB);
+                IEResampleDispatch(picture, dst, filter, NoProgress, nullptr);
+                if (threads == 1)
+                    reference.Assign(dst);
+                else
+                    EXPECT_EQ(FirstDifference(reference, dst), "") << threads << " threads to " << dw;
             }
     }
 }
@@ -220,14 +225,10 @@ TEST(ResampleDispatch, AlphaResampledSeparately) {
 
 // Only the band with index 0 reports, after each of its rows, and with 40 source rows
 // and 23 target columns every row changes the figure: the reports count its rows.
-TEST(ResampleDispatch, ThreadedResultMatchesSingleThread) {
-    TTestImage picture = TTestImage::Busy(64, 40, 3);
-    TIEBitmap src(64, 40, ie24RGB), reference;
-    for (int32_t y = 0; y < 40; ++y)
-        std::memcpy(src.GetScanline(y), picture.Row(y), 64 * 3);
+TEST(ResampleDispatch, OnlyTheFirstBandReportsProgress) {
+    TIEBitmap src(64, 40, ie24RGB, 0x808080);
     const std::thread::id caller = std::this_thread::get_id();
     for (int32_t threads : {1, 2, 4}) {
-        SCOPED_TRACE(threads);
         TForcedThreads forced(threads);
         TIEBitmap dst(23, 10, ie24RGB);
         std::vector<std::thread::id> reporters;
@@ -236,12 +237,8 @@ TEST(ResampleDispatch, ThreadedResultMatchesSingleThread) {
             nullptr);
         const auto onWorkers = std::count_if(reporters.begin(), reporters.end(),
                                              [&](std::thread::id id) { return id != caller; });
-        EXPECT_EQ(onWorkers, threads == 1 ? 0 : 40 / threads);
-        EXPECT_EQ(int64_t(reporters.size()) - onWorkers, threads == 1 ? 50 : 10);
-        if (threads == 1)
-            reference.Assign(dst);
-        else
-            EXPECT_EQ(FirstDifference(reference, dst), "");
+        EXPECT_EQ(onWorkers, threads == 1 ? 0 : 40 / threads) << threads;
+        EXPECT_EQ(int64_t(reporters.size()) - onWorkers, threads == 1 ? 50 : 10) << threads;
     }
 }
 

@@ -104,30 +104,6 @@ TEST(SoftShadow, OneBitPixelsLoseTheirBitUnderTheShadow) {
     EXPECT_EQ(AlphaRow(bits), (std::vector<int>{255, 100, 100, 0}));
 }
 
-TEST(SoftShadow, PositionGivesSignedOffsets) {
-    int32_t x = 9, y = 9;
-    IEShadowOffsets(4, iespTopLeft, x, y);
-    EXPECT_EQ(std::make_pair(x, y), std::make_pair(-4, -4));
-    IEShadowOffsets(4, iespTopRight, x, y);
-    EXPECT_EQ(std::make_pair(x, y), std::make_pair(4, -4));
-    IEShadowOffsets(4, iespBottomLeft, x, y);
-    EXPECT_EQ(std::make_pair(x, y), std::make_pair(-4, 4));
-    IEShadowOffsets(4, iespBottomRight, x, y);
-    EXPECT_EQ(std::make_pair(x, y), std::make_pair(4, 4));
-    IEShadowOffsets(4, iespAll, x, y);
-    EXPECT_EQ(std::make_pair(x, y), std::make_pair(0, 0));
-
-    // The second form with the bottom-right position equals the first with +4, +4.
-    TIEBitmap a, b;
-    FillBusy(a, 12, 9);
-    b.AssignImage(a);
-    TImagerProc procA(&a), procB(&b);
-    procA.AddSoftShadow(2.0, 4, iespBottomRight, true, clBlack, 80, 128);
-    procB.AddSoftShadow(2.0, 4, 4, true, clBlack, 80, 128);
-    EXPECT_EQ(FirstDifference(a, b), "");
-    EXPECT_EQ(FirstDifference(*a.AlphaChannelOpt(), *b.AlphaChannelOpt()), "");
-}
-
 TEST(SoftShadow, InnerShadowDarkensInsideFromTheOffsetSide) {
     TIEBitmap image;
     image.Allocate(20, 20, TColor(0xFFFFFF), 255);
