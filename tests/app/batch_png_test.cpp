@@ -1,9 +1,7 @@
-// The batch worker over the whole PngSuite, read in place: every valid file becomes a
-// JPEG at the asked size.
+// The batch worker over a few PngSuite files, read in place: each becomes a JPEG at the
+// asked size. The PNG reader's own tests take every file of the suite.
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <filesystem>
 #include <string>
 
 #include "app/ahresize.h"
@@ -12,43 +10,30 @@
 #include "tests/corpus.h"
 #include "tests/testutil.h"
 
-TEST(BatchPng, EveryValidSuiteFileBecomesAJpeg) {
+TEST(BatchPng, SuiteFilesBecomeJpegsAtTheAskedSize) {
     PW_REQUIRE_CORPUS();
     TTempDir dir;
     TRisizeProperty job;
     job.NewSize = 64;
     job.Multi = true;
-    job.ResizeMethode = Lanczos3;
     job.Destination = dir.Path();
-    int files = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(CorpusFile("pngsuite"))) {
-        if (entry.path().extension() != ".png") continue;
-        const std::string name = entry.path().stem().string();
-        ++files;
-        TImagerView source;
-        ASSERT_TRUE(source.IO().LoadFromFileAuto(entry.path().string())) << name;
-        const int32_t width = source.IEBitmap().Width();
-        const int32_t height = source.IEBitmap().Height();
-
-        job.Source = entry.path().string();
-        job.Prefix = "R-";
+    // Palette, grey with alpha, 16-bit colour, interlaced, 8 x 32 and 32 x 8.
+    const std::tuple<std::string, int32_t, int32_t> files[] = {
+        {"basn3p08", 64, 64}, {"basn4a16", 64, 64}, {"basn2c16", 64, 64},
+        {"basi6a08", 64, 64}, {"cdfn2c08", 16, 64}, {"cdhn2c08", 64, 16},
+    };
+    for (const auto& [name, width, height] : files) {
+        job.Source = CorpusFile("pngsuite/" + name + ".png");
         TResize worker(job);
         worker.Resume();
         worker.WaitUntilParked();
         ASSERT_FALSE(worker.FatalException()) << name;
         EXPECT_EQ(worker.NewImage(), dir / ("R-" + name + ".jpg"));
-
         TImagerView output;
         ASSERT_TRUE(output.IO().LoadFromFileAuto(worker.NewImage())) << name;
         EXPECT_EQ(output.IO().Params().FileType, 3) << name;
-        // The longer side (the width for a square) is brought to 64; the other follows.
-        if (width >= height) {
-            EXPECT_EQ(output.IEBitmap().Width(), 64) << name;
-            EXPECT_NEAR(output.IEBitmap().Height(), height * 64.0 / width, 1.0) << name;
-        } else {
-            EXPECT_EQ(output.IEBitmap().Height(), 64) << name;
-            EXPECT_NEAR(output.IEBitmap().Width(), width * 64.0 / height, 1.0) << name;
-        }
+        EXPECT_EQ(std::make_pair(output.IEBitmap().Width(), output.IEBitmap().Height()),
+                  std::make_pair(width, height))
+            << name;
     }
-    EXPECT_EQ(files, 161);
 }

@@ -13,40 +13,27 @@ void AddRow(TMemData& Table, const std::string& FileName) {
 
 } // namespace
 
-TEST(MemData, LocateOnFileNameTakesExactAndPrefixMatchesCaseSensitively) {
+TEST(MemData, LocateTakesPathPrefixesCaseSensitivelyAndWholeIdsAndKeepsTheRowOnFailure) {
     TMemData table;
-    AddRow(table, "/pics/b.jpg");
-    AddRow(table, "/pics/a.jpg");
-    AddRow(table, "/pics/c.png");
-
-    ASSERT_TRUE(table.Locate(TMemField::FILENAME, "/pics/a.jpg"));
-    EXPECT_EQ(table.Field(TMemField::FILENAME), "/pics/a.jpg");
-    // The beginning of a listed path matches it.
-    ASSERT_TRUE(table.Locate(TMemField::FILENAME, "/pics/c.p"));
-    EXPECT_EQ(table.Field(TMemField::FILENAME), "/pics/c.png");
-    // A failed lookup leaves the current row where it was.
-    EXPECT_FALSE(table.Locate(TMemField::FILENAME, "/pics/A.jpg"));
-    EXPECT_FALSE(table.Locate(TMemField::FILENAME, "/pics/c.png.bak"));
-    EXPECT_EQ(table.Field(TMemField::FILENAME), "/pics/c.png");
-    // An empty key is no prefix of anything.
-    EXPECT_FALSE(table.Locate(TMemField::FILENAME, ""));
-}
-
-TEST(MemData, LocateOnRecIdComparesIntegers) {
-    TMemData table;
-    AddRow(table, "/x/1");
-    AddRow(table, "/x/2");
-    AddRow(table, "/x/3");
-    EXPECT_EQ(table.Record(0).RecId, 1);
+    for (const char* name : {"/pics/b.jpg", "/pics/a.jpg", "/pics/c.png"})
+        AddRow(table, name);
     EXPECT_EQ(table.Record(2).RecId, 3);
-
-    ASSERT_TRUE(table.Locate(TMemField::RecId, "2"));
-    EXPECT_EQ(table.CurrentRow(), 1);
-    // No prefix rule on integers, and text that is no number finds nothing.
-    EXPECT_FALSE(table.Locate(TMemField::RecId, "23"));
-    EXPECT_FALSE(table.Locate(TMemField::RecId, "2x"));
-    EXPECT_FALSE(table.Locate(TMemField::RecId, ""));
-    EXPECT_EQ(table.CurrentRow(), 1);
+    // Field, key, found, current row after it.
+    const std::tuple<TMemField, std::string, bool, int> lookups[] = {
+        {TMemField::FILENAME, "/pics/a.jpg", true, 1},
+        {TMemField::FILENAME, "/pics/c.p", true, 2},
+        {TMemField::FILENAME, "/pics/A.jpg", false, 2},
+        {TMemField::FILENAME, "/pics/c.png.bak", false, 2},
+        {TMemField::FILENAME, "", false, 2},
+        {TMemField::RecId, "2", true, 1},
+        {TMemField::RecId, "23", false, 1},
+        {TMemField::RecId, "2x", false, 1},
+        {TMemField::RecId, "", false, 1},
+    };
+    for (const auto& [field, key, found, row] : lookups) {
+        EXPECT_EQ(table.Locate(field, key), found) << key;
+        EXPECT_EQ(table.CurrentRow(), row) << key;
+    }
 }
 
 TEST(MemData, FieldsAreCutAtTheirSizeNeverInsideACharacter) {

@@ -1,6 +1,7 @@
 #include "cli/batchoptions.h"
 
 #include <gtest/gtest.h>
+#include <sstream>
 
 namespace {
 
@@ -39,41 +40,20 @@ TEST(BatchOptions, DefaultsAreTheWindowsDefaults) {
 }
 
 TEST(BatchOptions, EveryOptionReachesItsField) {
-    TBatchOptions options = Parse({"--size",
-                                   "16000",
-                                   "--always-height",
-                                   "--quality",
-                                   "1",
-                                   "--keep-quality",
-                                   "--auto-size",
-                                   "--max-kb",
-                                   "2048",
-                                   "--progressive",
-                                   "--sharpen",
-                                   "--prefix",
-                                   "",
-                                   "--suffix",
-                                   "_s",
-                                   "--dir",
-                                   "Klein",
-                                   "--cms",
-                                   "--watermark",
-                                   "--bw",
-                                   "--one-step",
-                                   "--enhance",
-                                   "--method",
-                                   "hq-bicubic",
-                                   "a",
-                                   "b"});
+    std::vector<std::string> arguments;
+    std::istringstream words(
+        "--size 16000 --always-height --quality 1 --keep-quality --auto-size --max-kb 2048 "
+        "--progressive --sharpen --suffix _s --dir Klein --cms --watermark --bw --one-step "
+        "--enhance --method hq-bicubic --prefix");
+    for (std::string word; words >> word;)
+        arguments.push_back(word);
+    arguments.insert(arguments.end(), {"", "a", "b"});
+    TBatchOptions options = Parse(arguments);
     const TRisizeProperty& job = options.Job;
-    EXPECT_EQ(job.NewSize, 16000);
-    EXPECT_EQ(job.JpgQuali, 1);
-    EXPECT_EQ(job.MaxFileSize, 2048);
+    EXPECT_EQ(std::make_tuple(job.NewSize, job.JpgQuali, job.MaxFileSize), std::make_tuple(16000, 1, 2048));
     EXPECT_TRUE(job.HeighPrio && job.AutoQuali && job.AutoSize && job.JPEGProgressive && job.SharpImg &&
                 job.EnableCMS && job.WaterMark && job.BW && job.Multi && job.ImageEnhance);
-    EXPECT_EQ(job.Prefix, "");
-    EXPECT_EQ(job.Suffix, "_s");
-    EXPECT_EQ(options.ResizeDir, "Klein");
+    EXPECT_EQ(job.Prefix + "|" + job.Suffix + "|" + options.ResizeDir, "|_s|Klein");
     EXPECT_EQ(job.ResizeMethode, WICNearestNeighbor);
     EXPECT_EQ(options.Paths, (std::vector<std::string>{"a", "b"}));
 }
@@ -86,22 +66,23 @@ TEST(BatchOptions, MethodNamesMapInTheWindowsOrder) {
     EXPECT_NE(ErrorOf({"--method", "Lanczos"}).find("--method"), std::string::npos);
 }
 
-TEST(BatchOptions, OutOfRangeNumbersNameTheOptionAndItsRange) {
-    EXPECT_EQ(ErrorOf({"--size", "15"}), "option --size takes a whole number from 16 to 16000, not '15'");
-    EXPECT_EQ(ErrorOf({"--size", "16001"}),
-              "option --size takes a whole number from 16 to 16000, not '16001'");
-    EXPECT_EQ(ErrorOf({"--quality", "0"}), "option --quality takes a whole number from 1 to 100, not '0'");
-    EXPECT_EQ(ErrorOf({"--max-kb", "79"}), "option --max-kb takes a whole number from 80 to 2048, not '79'");
-    EXPECT_EQ(ErrorOf({"--quality", "8x"}), "option --quality takes a whole number from 1 to 100, not '8x'");
+TEST(BatchOptions, OutOfRangeNumbersAndMalformedCommandLines) {
+    const std::pair<std::vector<std::string>, std::string> errors[] = {
+        {{"--size", "15"}, "option --size takes a whole number from 16 to 16000, not '15'"},
+        {{"--size", "16001"}, "option --size takes a whole number from 16 to 16000, not '16001'"},
+        {{"--quality", "0"}, "option --quality takes a whole number from 1 to 100, not '0'"},
+        {{"--max-kb", "79"}, "option --max-kb takes a whole number from 80 to 2048, not '79'"},
+        {{"--quality", "8x"}, "option --quality takes a whole number from 1 to 100, not '8x'"},
+        {{"--colour"}, "unknown option --colour"},
+        {{"x", "--size"}, "option --size needs a value"},
+    };
+    for (const auto& [arguments, error] : errors)
+        EXPECT_EQ(ErrorOf(arguments), error);
     EXPECT_EQ(Parse({"--size", "16"}).Job.NewSize, 16);
-}
-
-TEST(BatchOptions, MalformedCommandLines) {
-    EXPECT_EQ(ErrorOf({"--colour"}), "unknown option --colour");
-    EXPECT_EQ(ErrorOf({"x", "--size"}), "option --size needs a value");
     // An empty folder name writes beside each source.
     EXPECT_EQ(Parse({"--dir", "", "x"}).ResizeDir, "");
     // After "--" everything is a path, also what looks like an option.
-    EXPECT_EQ(Parse({"--", "--bw"}).Paths, (std::vector<std::string>{"--bw"}));
-    EXPECT_FALSE(Parse({"--", "--bw"}).Job.BW);
+    const TBatchOptions dashes = Parse({"--", "--bw"});
+    EXPECT_EQ(dashes.Paths, (std::vector<std::string>{"--bw"}));
+    EXPECT_FALSE(dashes.Job.BW);
 }

@@ -34,18 +34,16 @@ TRun RunTool(const std::vector<std::string>& Arguments) {
 } // namespace
 
 TEST(ImageTool, FilterNamesWithoutPrefixInAnyCase) {
+    const std::pair<const char*, TResampleFilter> names[] = {
+        {"lanczos3", rfLanczos3}, {"WICCUBICHQ", rfWICCubicHQ}, {"bicubic", rfBicubic}, {"None", rfNone}};
+    for (const auto& [name, expected] : names) {
+        TResampleFilter filter = rfBell;
+        EXPECT_TRUE(ParseResampleFilter(name, filter));
+        EXPECT_EQ(filter, expected) << name;
+    }
     TResampleFilter filter = rfNone;
-    EXPECT_TRUE(ParseResampleFilter("lanczos3", filter));
-    EXPECT_EQ(filter, rfLanczos3);
-    EXPECT_TRUE(ParseResampleFilter("WICCUBICHQ", filter));
-    EXPECT_EQ(filter, rfWICCubicHQ);
-    EXPECT_TRUE(ParseResampleFilter("bicubic", filter));
-    EXPECT_EQ(filter, rfBicubic);
-    EXPECT_TRUE(ParseResampleFilter("None", filter));
-    EXPECT_EQ(filter, rfNone);
-    EXPECT_FALSE(ParseResampleFilter("rfLanczos3", filter));
-    EXPECT_FALSE(ParseResampleFilter("lanczos", filter));
-    EXPECT_FALSE(ParseResampleFilter("", filter));
+    for (const char* name : {"rfLanczos3", "lanczos", ""})
+        EXPECT_FALSE(ParseResampleFilter(name, filter)) << name;
 }
 
 TEST(ImageTool, PNMForGreyColourAndSixteenBits) {
@@ -136,17 +134,19 @@ TEST(ImageTool, ResampleWritesPNM) {
               0);
     EXPECT_EQ(ReadAll(dir / "m.ppm").substr(0, 11), "P6\n10 5\n255");
 
-    EXPECT_EQ(
-        RunTool({"resample", dir / "in.jpg", dir / "x.ppm", "--width", "10", "--filter", "bilinear"}).Status,
-        2);
-    EXPECT_EQ(RunTool({"resample", dir / "in.jpg", dir / "x.ppm", "--width", "10", "--height", "5",
-                       "--filter", "nosuch"})
-                  .Status,
-              2);
-    EXPECT_EQ(RunTool({"resample", dir / "missing.jpg", dir / "x.ppm", "--width", "10", "--height", "5",
-                       "--filter", "bilinear"})
-                  .Status,
-              1);
+    // Status 2 for a missing height or an unknown filter, 1 for a source that can't be read.
+    const std::pair<std::string, int> failures[] = {
+        {"in.jpg x.ppm --width 10 --filter bilinear", 2},
+        {"in.jpg x.ppm --width 10 --height 5 --filter nosuch", 2},
+        {"missing.jpg x.ppm --width 10 --height 5 --filter bilinear", 1},
+    };
+    for (const auto& [line, status] : failures) {
+        std::vector<std::string> arguments = {"resample"};
+        std::istringstream words(line);
+        for (std::string word; words >> word;)
+            arguments.push_back(arguments.size() < 3 ? dir / word : word);
+        EXPECT_EQ(RunTool(arguments).Status, status) << line;
+    }
     EXPECT_EQ(RunTool({"frobnicate"}).Status, 2);
 }
 

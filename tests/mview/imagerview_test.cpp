@@ -44,16 +44,11 @@ class TSizedView : public TImagerView {
 
 } // namespace
 
-TEST(ImagerViewLayers, ANewViewHasItsBackgroundLayerCurrent) {
-    TImagerView view;
-    EXPECT_EQ(view.LayersCount(), 1);
-    EXPECT_EQ(view.LayersCurrent(), 0);
-    EXPECT_EQ(&view.IEBitmap(), view.GetLayer(0).GetBitmap());
-    EXPECT_EQ(ErrorOf([&] { view.GetLayer(1); }), "List index out of bounds (1)");
-}
-
+// Composing a merge by transparency and position is pinned by the worker's watermark tests.
 TEST(ImagerViewLayers, LayersAddCopiesTheSizeFillsWithTheBackgroundAndBecomesCurrent) {
     TImagerView view;
+    EXPECT_EQ(std::make_pair(view.LayersCount(), view.LayersCurrent()), std::make_pair(1, 0));
+    EXPECT_EQ(ErrorOf([&] { view.GetLayer(1); }), "List index out of bounds (1)");
     FillView(view, 5, 4, Grey(9));
     view.IEBitmap().AlphaChannel()->SetFull(false);
     view.SetBackground(0x030201);
@@ -124,28 +119,6 @@ TEST(ImagerViewLayers, LayersAddExAdoptsOrCopiesASourceBitmap) {
     view.LayersAddEx(ielkImage, 0, 0, 0, 0, &source, true, false, true, true);
     EXPECT_NE(view.GetLayer(2).GetBitmap(), &source);
     EXPECT_EQ(view.IEBitmap().GetPixels_ie24RGB(0, 0).g, 5);
-}
-
-TEST(ImagerViewLayers, LayersMergeComposesIntoTheLowerLayerAndRemovesTheUpper) {
-    TImagerView view;
-    view.Proc();
-    FillView(view, 2, 2, Grey(0));
-    view.LayersAdd(ielkImage, -1, -1, 0, 0);
-    FillView(view, 1, 1, Grey(255));
-    view.CurrentLayer().SetPosX(1);
-    view.CurrentLayer().SetPosY(1);
-    view.CurrentLayer().SetTransparency(70);
-    view.LayersMerge(0, 1, true);
-    EXPECT_EQ(view.LayersCount(), 1);
-    EXPECT_EQ(view.LayersCurrent(), 0);
-    TIEBitmap& merged = view.IEBitmap();
-    EXPECT_EQ(&merged, view.GetLayer(0).GetBitmap());
-    ASSERT_EQ(merged.Width(), 2);
-    EXPECT_EQ(Pixel(merged, 1, 1), "70,70,70/255");
-    EXPECT_EQ(Pixel(merged, 0, 0), "0,0,0/255");
-    // Proc works on the merged layer.
-    view.Proc().Resample(4, 4, rfNone);
-    EXPECT_EQ(view.GetLayer(0).GetBitmap()->Width(), 4);
 }
 
 TEST(ImagerViewLayers, MergingALayerWithItselfIsRefused) {
