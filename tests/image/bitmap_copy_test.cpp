@@ -310,18 +310,6 @@ TEST(BitmapCheckFormat, AllowedOrConvertedByTheSubstituteTable) {
     EXPECT_EQ(empty.PixelFormat(), ie32f);
 }
 
-TEST(BitmapCheckFormat, SubstituteTableIsWellFormed) {
-    for (int32_t f = ie1g; f <= ie32RGB; ++f) {
-        const auto& substitutes = IEFormatSubstitutes(TIEPixelFormat(f));
-        EXPECT_GE(substitutes.size(), 1u);
-        EXPECT_LE(substitutes.size(), 7u);
-        std::set<TIEPixelFormat> unique(substitutes.begin(), substitutes.end());
-        EXPECT_EQ(unique.size(), substitutes.size()) << f;
-        EXPECT_EQ(unique.count(TIEPixelFormat(f)), 0u) << f;
-        EXPECT_EQ(unique.count(ieNull), 0u) << f;
-    }
-}
-
 TEST(BitmapGetAtSize, MatchingBitmapIsItselfOtherwiseAnOwnedCopy) {
     TIEBitmap bitmap(2, 1, ie24RGB, 0x00010203);
     EXPECT_EQ(bitmap.GetAtSize(2, 1), &bitmap);

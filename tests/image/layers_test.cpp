@@ -57,43 +57,6 @@ class TFixedOwner : public TIELayerOwner {
 
 } // namespace
 
-// ---- The layer's properties ----
-
-TEST(Layer, DefaultsPositionsAndDisplayedSize) {
-    auto layer = MakeLayer(30, 10, {Grey(0)});
-    layer->SetTransparency(12);
-    layer->SetOpacity(0.25);
-    layer->SetCropped(true);
-    layer->SetVisible(false);
-    layer->SetDefaults();
-    EXPECT_EQ(layer->Transparency(), 255);
-    EXPECT_EQ(layer->Opacity(), 1.0);
-    EXPECT_FALSE(layer->Cropped());
-    EXPECT_TRUE(layer->Visible());
-    EXPECT_TRUE(layer->Selectable());
-    EXPECT_EQ(layer->Operation(), ielNormal);
-
-    // Positions are read by cutting toward zero.
-    layer->SetPosXD(-2.7);
-    layer->SetPosYD(3.9);
-    EXPECT_EQ(layer->PosX(), -2);
-    EXPECT_EQ(layer->PosY(), 3);
-
-    // The displayed size is the bitmap's until resized; rounded with ties to even, at least 1.
-    EXPECT_EQ(layer->Width(), 30);
-    layer->SetWidth(5);
-    EXPECT_EQ(layer->Width(), 5);
-    TIEImageLayer empty(nullptr);
-    EXPECT_EQ(empty.Width(), 1);
-    EXPECT_EQ(empty.Height(), 1);
-
-    EXPECT_EQ(layer->Kind(), ielkImage);
-    layer->SetTransparency(300);
-    EXPECT_EQ(layer->Transparency(), 255);
-    layer->SetTransparency(-5);
-    EXPECT_EQ(layer->Transparency(), 0);
-}
-
 TEST(Layer, AlignedPositionsFollowTheBackground) {
     TFixedOwner owner;
     auto layer = MakeLayer(30, 10, {Grey(0)});
@@ -113,30 +76,15 @@ TEST(Layer, AlignedPositionsFollowTheBackground) {
     EXPECT_EQ(layer->PosX(), IELayerPosAlignLeft - 1);
     layer->SetPosX(-40);
     EXPECT_EQ(layer->PosX(), -40);
+    // Fractional positions are cut toward zero; Transparency is clamped to 0..255.
+    layer->SetPosXD(-2.7);
+    layer->SetPosYD(3.9);
+    EXPECT_EQ(std::make_pair(layer->PosX(), layer->PosY()), std::make_pair(-2, 3));
+    layer->SetTransparency(300);
+    EXPECT_EQ(layer->Transparency(), 255);
+    layer->SetTransparency(-5);
+    EXPECT_EQ(layer->Transparency(), 0);
 }
-
-TEST(Layer, AssignAndSwapCarryTheProperties) {
-    auto a = MakeLayer(2, 2, {Grey(9)});
-    auto b = MakeLayer(1, 1, {Grey(1)});
-    a->SetTransparency(70);
-    a->SetPosX(-3);
-    a->SetLocked(true);
-    b->Assign(*a);
-    EXPECT_EQ(b->Transparency(), 70);
-    EXPECT_EQ(b->PosX(), -3);
-    EXPECT_TRUE(b->Locked());
-    EXPECT_EQ(b->Bitmap().Width(), 2);
-    EXPECT_EQ(b->Bitmap().GetPixels_ie24RGB(1, 1).g, 9);
-
-    auto c = MakeLayer(1, 1, {Grey(0)});
-    c->SetOpacity(0.5);
-    a->Swap(*c);
-    EXPECT_EQ(a->Opacity(), 0.5);
-    EXPECT_EQ(a->Transparency(), 255);
-    EXPECT_EQ(c->Transparency(), 70);
-}
-
-// ---- Composing ----
 
 TEST(LayerCompose, TransparencyIsACeilingOnTheAlpha) {
     // Opaque picture under a watermark of the same size with Transparency 70:
