@@ -1,6 +1,7 @@
 #include "io/codecs/jpeg.h"
 
 #include <filesystem>
+#include <functional>
 #include <gtest/gtest.h>
 
 #include "io/exif.h"
@@ -17,6 +18,17 @@ std::vector<uint8_t> OrangeJpeg(int32_t Width = 32, int32_t Height = 24) {
     TIOParams params;
     params.JPEG_Quality = 100;
     return EncodeJpeg(bitmap, params);
+}
+
+// The reader with the switches the plain load leaves at their defaults; the rows read.
+int32_t ReadJpeg(const std::vector<uint8_t>& File, TIEBitmap& Bitmap, TIOParams& Params, bool& Aborting,
+                 bool Preview, bool InvertCMYK, std::function<void(int)> OnProgress = nullptr) {
+    TIEMemoryStream stream(File);
+    TProgressRec progress;
+    progress.Aborting = &Aborting;
+    if (OnProgress) progress.OnProgress = [&](void*, int Percent) { OnProgress(Percent); };
+    return ReadJpegStream(stream, nullptr, Bitmap, Params, progress, Preview, false, true, InvertCMYK, true,
+                          true, -1, false, nullptr, false);
 }
 
 // Every pixel of Bitmap (ie24RGB) within Tolerance of Colour.
@@ -52,19 +64,24 @@ std::pair<int32_t, int32_t> DeclaredSides(const std::vector<uint8_t>& File) {
 
 } // namespace
 
-TEST(JpegScale, ExamplesAndTheAspectFit) {
-    EXPECT_EQ(IECalcJpegScale(1000, 800, 120, 96), 8);  // 125 x 100 covers it
-    EXPECT_EQ(IECalcJpegScale(1000, 800, 130, 104), 4); // 125 x 100 would not
-    EXPECT_EQ(IECalcJpegScale(1000, 800, 0, 96), 1);
-    EXPECT_EQ(IECalcJpegScale(1000, 800, 120, -1), 1);
-    EXPECT_EQ(IECalcJpegScale(1000, 800, 2000, 1600), 1);
-    EXPECT_EQ(IECalcJpegScale(1000, 800, 500, 400), 2);
-    EXPECT_EQ(IECalcJpegScale(1000, 800, 501, 400), 2); // fitted to 500 x 400
-    EXPECT_EQ(IECalcJpegScale(1000, 800, 501, 401), 1);
-    // A target of another shape is fitted first: 120 x 1000 becomes 120 x 96.
-    EXPECT_EQ(IECalcJpegScale(1000, 800, 120, 1000), 8);
-    // Tiny fitted targets stay at least 1 by 1.
+TEST(JpegScale, TheTargetIsFittedToTheAspectThenTheLargestDivisorThatCoversItWins) {
+    // clang-format off
+    const struct { int32_t TargetWidth, TargetHeight, Scale; } cases[] = {
+        {120, 96, 8},    // 125 x 100 covers it
+        {130, 104, 4},   // 125 x 100 would not
+        {0, 96, 1}, {120, -1, 1}, {2000, 1600, 1}, {500, 400, 2},
+        {501, 400, 2},   // fitted to 500 x 400
+        {501, 401, 1},
+        {120, 1000, 8},  // fitted to 120 x 96
+    };
+    // clang-format on
+    for (const auto& test : cases)
+        EXPECT_EQ(IECalcJpegScale(1000, 800, test.TargetWidth, test.TargetHeight), test.Scale)
+            << test.TargetWidth << " x " << test.TargetHeight;
+    // Tiny fitted targets stay at least 1 by 1; 799 / 4 = 199.75 is rounded to 200, which a
+    // quarter (199 high) no longer covers.
     EXPECT_EQ(IECalcJpegScale(1000, 10, 1, 1), 8);
+    EXPECT_EQ(IECalcJpegScale(1000, 799, 250, 1000), 2);
 }
 
 TEST(JpegScale, FixedAndAutomaticScalesOnDecoding) {
@@ -95,35 +112,16 @@ TEST(JpegScale, FixedAndAutomaticScalesOnDecoding) {
 
 TEST(JpegReader, JunkBeforeTheStartOfImage) {
     const std::vector<uint8_t> file = OrangeJpeg();
-    for (size_t junk : {size_t(0), size_t(100), size_t(149), size_t(150)}) {
+    for (size_t junk : {size_t(0), size_t(149), size_t(150)}) {
         std::vector<uint8_t> data(junk, 0x55);
         data.insert(data.end(), file.begin(), file.end());
         TIEBitmap bitmap;
         bitmap.Allocate(3, 2, ie8g);
         TIOParams params;
-        const bool loaded = DecodeJpeg(data, bitmap, params);
-        EXPECT_EQ(loaded, junk < 150) << junk;
-        if (loaded) {
-            EXPECT_EQ(bitmap.Width(), 32);
-        } else {
-            // The bitmap isn't touched when there's no SOI.
-            EXPECT_EQ(bitmap.Width(), 3);
-            EXPECT_EQ(bitmap.PixelFormat(), ie8g);
-        }
+        EXPECT_EQ(DecodeJpeg(data, bitmap, params), junk < 150) << junk;
+        // The bitmap isn't touched when there's no SOI.
+        EXPECT_EQ(bitmap.Width(), junk < 150 ? 32 : 3) << junk;
     }
-}
-
-TEST(JpegReader, ColourComesBackInTRGBOrder) {
-    TIEBitmap bitmap;
-    TIOParams params;
-    ASSERT_TRUE(DecodeJpeg(OrangeJpeg(), bitmap, params));
-    EXPECT_EQ(bitmap.PixelFormat(), ie24RGB);
-    EXPECT_TRUE(AllPixelsNear(bitmap, kOrange, 2));
-    EXPECT_EQ(params.JPEG_ColorSpace, ioJPEG_YCbCr);
-    EXPECT_EQ(params.SamplesPerPixel, 3);
-    EXPECT_EQ(params.BitsPerSample, 8);
-    EXPECT_EQ(params.ImageCount, 1);
-    EXPECT_EQ(params.JPEG_Quality, 80) << "a load never reads a quality";
 }
 
 TEST(JpegReader, TruncatedFileLoadsWithTheRestGrey) {
@@ -153,19 +151,15 @@ TEST(JpegReader, TruncatedFileLoadsWithTheRestGrey) {
         EXPECT_LE(ColourDistance(loaded.GetPixels_ie24RGB(x, 63), TRGB{128, 128, 128}), 1);
 }
 
-TEST(JpegReader, BrokenHeadersFailWithoutTouchingMuch) {
-    const std::vector<uint8_t> file = OrangeJpeg();
+TEST(JpegReader, BrokenHeadersAndPicturesAboveThePixelLimitFailBeforeDecoding) {
+    const std::vector<uint8_t> file = OrangeJpeg(64, 64);
     for (size_t length : {size_t(0), size_t(3), size_t(20), size_t(150)}) {
-        std::vector<uint8_t> cut(file.begin(), file.begin() + long(std::min(length, file.size())));
         TIEBitmap bitmap;
         TIOParams params;
-        EXPECT_FALSE(DecodeJpeg(cut, bitmap, params)) << length;
+        EXPECT_FALSE(
+            DecodeJpeg(std::vector<uint8_t>(file.begin(), file.begin() + long(length)), bitmap, params));
         EXPECT_TRUE(bitmap.IsEmpty());
     }
-}
-
-TEST(JpegReader, PicturesAboveThePixelLimitAreRefusedBeforeDecoding) {
-    const std::vector<uint8_t> file = OrangeJpeg(64, 64);
     const TIEJpegLimits saved = IEJpegLimits();
     IESetJpegLimits({64 * 64 - 1, saved.MaxLibraryMemory});
     TIEBitmap bitmap;
@@ -178,78 +172,62 @@ TEST(JpegReader, PicturesAboveThePixelLimitAreRefusedBeforeDecoding) {
     IESetJpegLimits(saved);
 }
 
-TEST(JpegReader, PreviewReadsTheHeaderOnly) {
-    std::vector<uint8_t> file = OrangeJpeg(40, 30);
+TEST(JpegReader, PreviewReadsTheHeaderOnlyAndProgressCanStopTheDecode) {
     TIEBitmap bitmap;
     TIOParams params;
     params.JPEG_EnableAdjustOrientation = true;
-    TIEMemoryStream stream(file);
     bool aborting = false;
-    TProgressRec progress;
-    progress.Aborting = &aborting;
-    ReadJpegStream(stream, nullptr, bitmap, params, progress, true, false, true, false, true, true, -1, false,
-                   nullptr, false);
+    ReadJpeg(OrangeJpeg(40, 30), bitmap, params, aborting, true, false);
     EXPECT_FALSE(aborting);
     EXPECT_TRUE(bitmap.IsEmpty());
     EXPECT_EQ(params.Width, 40);
     EXPECT_EQ(params.Height, 30);
-}
 
-TEST(JpegReader, ProgressIsReportedOncePerChangeAndCanStopTheDecode) {
-    const std::vector<uint8_t> file = OrangeJpeg(16, 200);
-    TIEBitmap bitmap;
-    TIOParams params;
-    TIEMemoryStream stream(file);
-    bool aborting = false;
     std::vector<int> seen;
-    TProgressRec progress;
-    progress.Aborting = &aborting;
-    progress.OnProgress = [&](void*, int per) {
-        seen.push_back(per);
-        if (per >= 50) aborting = true;
-    };
-    const int32_t rows = ReadJpegStream(stream, nullptr, bitmap, params, progress, false, false, true, false,
-                                        true, true, -1, false, nullptr, false);
+    const int32_t rows =
+        ReadJpeg(OrangeJpeg(16, 200), bitmap, params, aborting, false, false, [&](int Percent) {
+            seen.push_back(Percent);
+            if (Percent >= 50) aborting = true;
+        });
     EXPECT_TRUE(aborting);
     EXPECT_EQ(rows, 100);
+    // Reported once per change; rows read before the stop stay in the bitmap.
     ASSERT_FALSE(seen.empty());
     for (size_t i = 1; i < seen.size(); ++i)
         EXPECT_GT(seen[i], seen[i - 1]);
-    // Rows read before the stop stay in the bitmap.
     EXPECT_LE(ColourDistance(bitmap.GetPixels_ie24RGB(0, 99), kOrange), 2);
 }
 
 TEST(JpegColourSpaces, EachWriterSpaceComesBackAsItself) {
-    struct TCase {
-        TIOJPEGColorspace Space;
-        int32_t Samples;
-        TRGB Expected;
-    };
-    // Grey gets blue, green, red in the codec's red, green, blue places: for a red
-    // pixel Y = (7471 * 255 + 32768) >> 16 = 29 instead of 76.
-    // CMYK of r200 g100 b50: K 200, C 255, M 127, Y 63; read back r200 g99 b49.
-    const TCase cases[] = {
+    // CMYK of r200 g100 b50: K 200, C 255, M 127, Y 63 (cut, not rounded); read back
+    // r200 g99 b49.
+    // clang-format off
+    const struct { TIOJPEGColorspace Space; int32_t Samples; TRGB Expected; } cases[] = {
         {ioJPEG_RGB, 3, kOrange},
         {ioJPEG_YCbCr, 3, kOrange},
         {ioJPEG_CMYK, 4, TRGB{49, 99, 200}},
         {ioJPEG_YCbCrK, 4, TRGB{49, 99, 200}},
     };
-    for (const TCase& test : cases) {
+    // clang-format on
+    for (const auto& test : cases) {
         TIEBitmap bitmap;
         FillRGB(bitmap, 16, 16, kOrange);
         TIOParams params;
         params.JPEG_Quality = 100;
         params.JPEG_ColorSpace = test.Space;
-        const std::vector<uint8_t> file = EncodeJpeg(bitmap, params);
-        ASSERT_FALSE(file.empty());
         TIEBitmap loaded;
         TIOParams read;
-        ASSERT_TRUE(DecodeJpeg(file, loaded, read)) << test.Space;
+        ASSERT_TRUE(DecodeJpeg(EncodeJpeg(bitmap, params), loaded, read)) << test.Space;
+        EXPECT_EQ(loaded.PixelFormat(), ie24RGB);
         EXPECT_EQ(read.JPEG_ColorSpace, test.Space);
         EXPECT_EQ(read.SamplesPerPixel, test.Samples);
+        EXPECT_EQ(read.BitsPerSample, 8);
+        EXPECT_EQ(read.JPEG_Quality, 80) << "a load never reads a quality";
         EXPECT_TRUE(AllPixelsNear(loaded, test.Expected, 2)) << test.Space;
     }
 
+    // Grey gets blue, green, red in the codec's red, green, blue places: for a red
+    // pixel Y = (7471 * 255 + 32768) >> 16 = 29 instead of 76.
     TIEBitmap red;
     FillRGB(red, 16, 16, TRGB{0, 0, 255});
     TIOParams params;
@@ -273,50 +251,18 @@ TEST(JpegColourSpaces, CMYKNativeAndInvertedSamples) {
     const std::vector<uint8_t> file = EncodeJpeg(bitmap, params);
     TIEBitmap loaded;
     TIOParams read;
-    ASSERT_TRUE(DecodeJpeg(file, loaded, read));
-    EXPECT_TRUE(AllPixelsNear(loaded, TRGB{255, 255, 255}, 1));
     ASSERT_TRUE(DecodeJpeg(file, loaded, read, true));
     ASSERT_EQ(loaded.PixelFormat(), ieCMYK);
     const TCMYK ink = loaded.GetPixels_ieCMYK(3, 3);
     EXPECT_GE(std::min({ink.c, ink.m, ink.y, ink.k}), 254);
 
-    // Inverting CMYK leaves the last pixel's last three samples as stored.
-    TIEMemoryStream stream(file);
+    // Inverting CMYK leaves the last pixel's last three samples as stored: C inverted to
+    // 0, M, Y and K left at 255 give r 0, g 255, b 255.
     bool aborting = false;
-    TProgressRec progress;
-    progress.Aborting = &aborting;
-    ReadJpegStream(stream, nullptr, loaded, read, progress, false, false, true, true, true, true, -1, false,
-                   nullptr, false);
+    ReadJpeg(file, loaded, read, aborting, false, true);
     ASSERT_FALSE(aborting);
     EXPECT_LE(ColourDistance(loaded.GetPixels_ie24RGB(0, 0), TRGB{0, 0, 0}), 1);
-    // Last pixel: C inverted to 0, M, Y and K left at 255: r 0, g 255, b 255.
     EXPECT_LE(ColourDistance(loaded.GetPixels_ie24RGB(15, 0), TRGB{255, 255, 0}), 1);
-}
-
-TEST(JpegColourSpaces, GreyFilesLoadAsRGBOrNativeGreyAndSaveAsGrey) {
-    PW_REQUIRE_CORPUS();
-    const std::vector<uint8_t> file = ReadCorpusFile("jpeg-decoder/reftest/mozilla/jpg-gray.jpg");
-    ASSERT_FALSE(file.empty());
-    TIEBitmap rgb, grey;
-    TIOParams params, nativeParams;
-    ASSERT_TRUE(DecodeJpeg(file, rgb, params));
-    ASSERT_TRUE(DecodeJpeg(file, grey, nativeParams, true));
-    EXPECT_EQ(rgb.PixelFormat(), ie24RGB);
-    EXPECT_EQ(grey.PixelFormat(), ie8g);
-    EXPECT_EQ(params.JPEG_ColorSpace, ioJPEG_GRAYLEV);
-    EXPECT_EQ(params.SamplesPerPixel, 1);
-    for (int32_t y = 0; y < rgb.Height(); y += 7)
-        for (int32_t x = 0; x < rgb.Width(); x += 5) {
-            const TRGB p = rgb.GetPixels_ie24RGB(x, y);
-            ASSERT_EQ(p.r, p.g);
-            ASSERT_EQ(p.g, p.b);
-            ASSERT_EQ(p.r, grey.GetPixels_ie8(x, y));
-        }
-    const std::vector<uint8_t> saved = EncodeJpeg(rgb, params);
-    TIEBitmap again;
-    TIOParams reread;
-    ASSERT_TRUE(DecodeJpeg(saved, again, reread));
-    EXPECT_EQ(reread.JPEG_ColorSpace, ioJPEG_GRAYLEV);
 }
 
 TEST(JpegMarkers, KeptInFileOrderWithoutTheFirstAPP0AndNotDoubled) {
@@ -332,8 +278,7 @@ TEST(JpegMarkers, KeptInFileOrderWithoutTheFirstAPP0AndNotDoubled) {
     const std::vector<TJpegSegment> written = JpegSegments(file);
     std::vector<uint8_t> order;
     for (const TJpegSegment& segment : written)
-        if (segment.Marker >= 0xE0 && segment.Marker != 0xDB && segment.Marker != 0xC4)
-            order.push_back(segment.Marker);
+        if (segment.Marker >= 0xE0) order.push_back(segment.Marker);
     EXPECT_EQ(order, (std::vector<uint8_t>{0xE0, 0xE0, 0xE1, 0xFE}));
     EXPECT_EQ(std::string(written[0].Payload.begin(), written[0].Payload.begin() + 5),
               std::string("JFIF\0", 5));
@@ -353,37 +298,27 @@ TEST(JpegMarkers, KeptInFileOrderWithoutTheFirstAPP0AndNotDoubled) {
     EXPECT_EQ(CountSegments(again, 0xE0), 2);
     EXPECT_EQ(CountSegments(again, 0xE1), 1);
     EXPECT_EQ(CountSegments(again, 0xFE), 1);
-}
 
-TEST(JpegMarkers, TheAdobeMarkerIsLeftToTheLibrary) {
-    TIEBitmap bitmap;
-    FillRGB(bitmap, 16, 16, kOrange);
-    TIOParams params;
+    // The Adobe marker of a CMYK file is the library's: listed on reading, never doubled.
+    params.JPEG_MarkerList.Clear();
     params.JPEG_ColorSpace = ioJPEG_CMYK;
-    const std::vector<uint8_t> file = EncodeJpeg(bitmap, params);
-    EXPECT_EQ(CountSegments(JpegSegments(file), 0xEE), 1);
-    TIEBitmap loaded;
-    TIOParams read;
-    ASSERT_TRUE(DecodeJpeg(file, loaded, read));
-    EXPECT_EQ(read.JPEG_MarkerList.IndexOf(0xEE), 0) << "the file's APP14 is listed";
+    const std::vector<uint8_t> cmyk = EncodeJpeg(bitmap, params);
+    EXPECT_EQ(CountSegments(JpegSegments(cmyk), 0xEE), 1);
+    ASSERT_TRUE(DecodeJpeg(cmyk, loaded, read));
+    EXPECT_EQ(read.JPEG_MarkerList.IndexOf(0xEE), 0);
     EXPECT_EQ(CountSegments(JpegSegments(EncodeJpeg(loaded, read)), 0xEE), 1);
 }
 
 TEST(JpegDensity, JFIFWinsAndEXIFFillsInForOneByOne) {
-    struct TCase {
-        uint8_t Unit;
-        uint16_t Jfif; // both axes
-        std::vector<uint8_t> Exif;
-        int32_t Expected;
-    };
-    const TCase cases[] = {
-        {1, 300, ExifBlock(1, 72, 2), 300}, // a real JFIF density wins
-        {1, 1, ExifBlock(1, 72, 2), 72},    // 1 by 1 says nothing
-        {1, 1, ExifBlock(1, 100, 3), 254},  // dots per centimetre
-        {1, 1, ExifBlock(1), 300},          // EXIF without resolution: the default
-        {1, 1, {}, 0},                      // neither: 0, which the writer turns into 300
+    // clang-format off
+    const struct { uint8_t Unit; uint16_t Jfif; std::vector<uint8_t> Exif; int32_t Expected; } cases[] = {
+        {1, 300, ExifBlock(1, 72, 2), 300},  // a real JFIF density wins
+        {1, 1, ExifBlock(1, 72, 2), 72},     // 1 by 1 says nothing
+        {1, 1, ExifBlock(1, 37, 3), 93},     // 37 per centimetre are 93.98 per inch, cut
+        {1, 1, ExifBlock(1), 300},           // EXIF without resolution: the default
+        {1, 1, {}, 0},                       // neither: 0, which the writer turns into 300
         {1, 96, {}, 96},
-        {2, 100, {}, 254},
+        {2, 118, {}, 299},                   // 299.72, cut
         // A JFIF density no header can hold (0, or 76200 dots per inch) is no density.
         {1, 0, ExifBlock(1, 72, 2), 72},
         {2, 30000, ExifBlock(1, 72, 2), 72},
@@ -396,7 +331,9 @@ TEST(JpegDensity, JFIFWinsAndEXIFFillsInForOneByOne) {
         {1, 1, ExifBlock(1, 72, 2, 3), 72},
         {1, 1, ExifBlock(1, 96, 2, 9), 96},
     };
-    for (const TCase& test : cases) {
+    // clang-format on
+    for (const auto& test : cases) {
+        const std::string name = std::to_string(&test - cases);
         TIEBitmap bitmap;
         FillRGB(bitmap, 8, 8, kOrange);
         TIOParams params;
@@ -409,9 +346,7 @@ TEST(JpegDensity, JFIFWinsAndEXIFFillsInForOneByOne) {
         file[15] = file[17] = uint8_t(test.Jfif);
         TIEBitmap loaded;
         TIOParams read;
-        ASSERT_TRUE(DecodeJpeg(file, loaded, read));
-        const std::string name =
-            std::to_string(test.Unit) + " " + std::to_string(test.Jfif) + " " + std::to_string(&test - cases);
+        ASSERT_TRUE(DecodeJpeg(file, loaded, read)) << name;
         EXPECT_EQ(read.DpiX, test.Expected) << name;
         EXPECT_EQ(read.DpiY, test.Expected) << name;
         const std::vector<uint8_t> saved = EncodeJpeg(loaded, read);
@@ -420,23 +355,16 @@ TEST(JpegDensity, JFIFWinsAndEXIFFillsInForOneByOne) {
 }
 
 TEST(JpegDensity, TheWriterWritesOnlyWhatTheHeaderCanHold) {
-    struct TCase {
-        int32_t Dpi, DefaultDpi;
-        uint8_t Unit;
-        int32_t Written;
-    };
-    const TCase cases[] = {
-        {72, 300, 1, 72},
-        {65535, 300, 1, 65535},
-        {0, 300, 1, 300},
-        {-5, 300, 1, 300},
-        {65536, 300, 1, 300},
+    // clang-format off
+    const struct { int32_t Dpi, DefaultDpi; uint8_t Unit; int32_t Written; } cases[] = {
+        {72, 300, 1, 72}, {65535, 300, 1, 65535}, {0, 300, 1, 300}, {-5, 300, 1, 300}, {65536, 300, 1, 300},
         // Without a default it can hold: no unit and the aspect ratio 1 by 1.
         {0, 0, 0, 1},
     };
+    // clang-format on
     TIEGlobalSettings& settings = IEGlobalSettings();
     const int32_t savedX = settings.DefaultDpiX(), savedY = settings.DefaultDpiY();
-    for (const TCase& test : cases) {
+    for (const auto& test : cases) {
         settings.SetDefaultDpiX(test.DefaultDpi);
         settings.SetDefaultDpiY(test.DefaultDpi);
         TIEBitmap bitmap;
@@ -465,9 +393,10 @@ TEST(JpegOrientation, EveryEXIFValueTurnsThePictureUprightOnlyWhenAsked) {
     for (int orientation = 1; orientation <= 8; ++orientation) {
         TIEBitmap bitmap;
         bitmap.Allocate(3, 2, ie24RGB);
-        for (int32_t i = 0; i < 6; ++i)
-            bitmap.SetPixels_ie24RGB(i % 3, i / 3,
-                                     TRGB{stored[size_t(i)], stored[size_t(i)], stored[size_t(i)]});
+        for (int32_t i = 0; i < 6; ++i) {
+            const uint8_t v = stored[size_t(i)];
+            bitmap.SetPixels_ie24RGB(i % 3, i / 3, TRGB{v, v, v});
+        }
         TIOParams params;
         params.JPEG_Quality = 100;
         const std::vector<uint8_t> exif = ExifBlock(orientation);
@@ -484,7 +413,6 @@ TEST(JpegOrientation, EveryEXIFValueTurnsThePictureUprightOnlyWhenAsked) {
         ASSERT_TRUE(DecodeJpeg(file, loaded, read)) << orientation;
         const int32_t width = orientation <= 4 ? 3 : 2;
         ASSERT_EQ(loaded.Width(), width) << orientation;
-        ASSERT_EQ(loaded.Height(), 6 / width) << orientation;
         EXPECT_EQ(read.TIFF_Orientation, 1);
         for (int32_t i = 0; i < 6; ++i) {
             const uint8_t v = upright[orientation - 1][size_t(i)];
@@ -496,7 +424,6 @@ TEST(JpegOrientation, EveryEXIFValueTurnsThePictureUprightOnlyWhenAsked) {
         TIOParams reread;
         ASSERT_TRUE(DecodeJpeg(EncodeJpeg(loaded, read), loaded, reread));
         EXPECT_EQ(reread.EXIF_Orientation, 1) << orientation;
-        EXPECT_EQ(loaded.Width(), width) << orientation;
     }
 }
 
@@ -510,7 +437,6 @@ TEST(JpegWriter, AlphaIsBlendedOnWhiteInTheFileOnly) {
     TIOParams read;
     ASSERT_TRUE(DecodeJpeg(EncodeJpeg(bitmap, params), loaded, read));
     EXPECT_TRUE(AllPixelsNear(loaded, TRGB{255, 255, 255}, 1));
-    ASSERT_TRUE(bitmap.HasAlphaChannel());
     EXPECT_EQ(bitmap.GetAlpha(3, 3), 0);
     EXPECT_EQ(ColourDistance(bitmap.GetPixels_ie24RGB(3, 3), TRGB{0, 0, 0}), 0);
 }
@@ -543,24 +469,13 @@ TEST(JpegWriter, QualityProgressionHuffmanAndSubsampling) {
     for (auto [chroma, factor] :
          {std::pair(ioJPEG_HIGH, 0x22), std::pair(ioJPEG_MEDIUM, 0x21), std::pair(ioJPEG_NONE, 0x11)}) {
         params.JPEG_CromaSubsampling = chroma;
-        for (const TJpegSegment& segment : JpegSegments(EncodeJpeg(bitmap, params)))
+        const std::vector<TJpegSegment> segments = JpegSegments(EncodeJpeg(bitmap, params));
+        for (const TJpegSegment& segment : segments)
             if (segment.Marker == 0xC0) {
                 EXPECT_EQ(segment.Payload[7], factor);
                 EXPECT_EQ(segment.Payload[10], 0x11);
             }
     }
-}
-
-TEST(JpegWriter, AnEmptyBitmapWritesNothing) {
-    TIEBitmap bitmap;
-    TIOParams params;
-    TIEMemoryStream stream;
-    bool aborting = false;
-    TProgressRec progress;
-    progress.Aborting = &aborting;
-    WriteJpegStream(stream, bitmap, params, progress);
-    EXPECT_TRUE(aborting);
-    EXPECT_EQ(stream.Size(), 0);
 }
 
 TEST(JpegCorpus, DecodeIsCloseToTheOriginalPicture) {
@@ -584,49 +499,57 @@ TEST(JpegCorpus, DecodeIsCloseToTheOriginalPicture) {
     EXPECT_LT(double(total) / (227 * 149), 8.0);
 }
 
-TEST(JpegCorpus, VariantsLoadWithTheirSpaces) {
+TEST(JpegCorpus, VariantsLoadWithTheirSpacesAndDensities) {
     PW_REQUIRE_CORPUS();
-    struct TCase {
-        const char* File;
-        int32_t Width, Height;
-        TIOJPEGColorspace Space;
-        bool Progressive;
+    const std::string mozilla = "jpeg-decoder/reftest/mozilla/";
+    // exif_gps has a JFIF density of 1 by 1 and says 4294967295 dots per inch across and
+    // nothing down; exif-72dpi-int stores 72 as SLONG.
+    // clang-format off
+    const struct { std::string File; int32_t Width, Height; TIOJPEGColorspace Space; bool Progressive; int32_t Dpi; } cases[] = {
+        {mozilla + "jpg-progressive.jpg", 32, 32, ioJPEG_YCbCr, true, -1},
+        {mozilla + "jpg-cmyk-1.jpg", 32, 32, ioJPEG_CMYK, false, -1},
+        {mozilla + "jpg-gray.jpg", 32, 32, ioJPEG_GRAYLEV, false, -1},
+        {"jpeg-decoder/reftest/ycck.jpg", 500, 333, ioJPEG_YCbCrK, false, -1},
+        {"jpeg-decoder/reftest/rgb.jpg", 500, 333, ioJPEG_RGB, false, -1},
+        {"libjpeg-turbo/testimgari.jpg", 227, 149, ioJPEG_YCbCr, false, -1},
+        {mozilla + "jpg-size-1x1.jpg", 1, 1, ioJPEG_YCbCr, false, -1},
+        {"pillow/jpeg/exif_gps.jpg", -1, -1, ioJPEG_YCbCr, false, 300},
+        {"pillow/jpeg/exif-72dpi-int.jpg", -1, -1, ioJPEG_YCbCr, false, 72},
     };
-    const TCase cases[] = {
-        {"jpeg-decoder/reftest/mozilla/jpg-progressive.jpg", 32, 32, ioJPEG_YCbCr, true},
-        {"jpeg-decoder/reftest/mozilla/jpg-cmyk-1.jpg", 32, 32, ioJPEG_CMYK, false},
-        {"jpeg-decoder/reftest/ycck.jpg", 500, 333, ioJPEG_YCbCrK, false},
-        {"jpeg-decoder/reftest/rgb.jpg", 500, 333, ioJPEG_RGB, false},
-        {"libjpeg-turbo/testimgari.jpg", 227, 149, ioJPEG_YCbCr, false},
-        {"jpeg-decoder/reftest/mozilla/jpg-size-1x1.jpg", 1, 1, ioJPEG_YCbCr, false},
-    };
-    for (const TCase& test : cases) {
+    // clang-format on
+    for (const auto& test : cases) {
         TIEBitmap bitmap;
         TIOParams params;
         ASSERT_TRUE(DecodeJpeg(ReadCorpusFile(test.File), bitmap, params)) << test.File;
-        EXPECT_EQ(bitmap.Width(), test.Width) << test.File;
-        EXPECT_EQ(bitmap.Height(), test.Height) << test.File;
         EXPECT_EQ(params.JPEG_ColorSpace, test.Space) << test.File;
         EXPECT_EQ(params.JPEG_Progressive, test.Progressive) << test.File;
+        if (test.Width > 0) {
+            EXPECT_EQ(bitmap.Width(), test.Width) << test.File;
+            EXPECT_EQ(bitmap.Height(), test.Height) << test.File;
+        } else {
+            EXPECT_EQ(params.DpiX, test.Dpi) << test.File;
+            EXPECT_EQ(params.DpiY, test.Dpi) << test.File;
+        }
     }
+    // Grey files load as RGB with three equal samples, or natively as grey, and save as grey.
+    const std::vector<uint8_t> grey = ReadCorpusFile(mozilla + "jpg-gray.jpg");
+    TIEBitmap rgb, native, again;
+    TIOParams params, nativeParams, reread;
+    ASSERT_TRUE(DecodeJpeg(grey, rgb, params));
+    ASSERT_TRUE(DecodeJpeg(grey, native, nativeParams, true));
+    EXPECT_EQ(native.PixelFormat(), ie8g);
+    EXPECT_EQ(params.SamplesPerPixel, 1);
+    for (int32_t y = 0; y < rgb.Height(); y += 7)
+        for (int32_t x = 0; x < rgb.Width(); x += 5) {
+            const TRGB p = rgb.GetPixels_ie24RGB(x, y);
+            ASSERT_EQ(p.r, p.g);
+            ASSERT_EQ(p.g, p.b);
+            ASSERT_EQ(p.r, native.GetPixels_ie8(x, y));
+        }
+    ASSERT_TRUE(DecodeJpeg(EncodeJpeg(rgb, params), again, reread));
+    EXPECT_EQ(reread.JPEG_ColorSpace, ioJPEG_GRAYLEV);
     // 12-bit samples are not in this build of the library: a clean failure.
-    TIEBitmap bitmap;
-    TIOParams params;
-    EXPECT_FALSE(DecodeJpeg(ReadCorpusFile("libjpeg-turbo/monkey12.jpg"), bitmap, params));
-}
-
-TEST(JpegCorpus, CameraResolutionsOutOfRangeOrStoredAsIntegers) {
-    PW_REQUIRE_CORPUS();
-    // Both have a JFIF density of 1 by 1. exif_gps says 4294967295 dots per inch across
-    // and nothing down; exif-72dpi-int stores 72 as SLONG.
-    for (auto [file, dpi] :
-         {std::pair("pillow/jpeg/exif_gps.jpg", 300), std::pair("pillow/jpeg/exif-72dpi-int.jpg", 72)}) {
-        TIEBitmap bitmap;
-        TIOParams params;
-        ASSERT_TRUE(DecodeJpeg(ReadCorpusFile(file), bitmap, params)) << file;
-        EXPECT_EQ(params.DpiX, dpi) << file;
-        EXPECT_EQ(params.DpiY, dpi) << file;
-    }
+    EXPECT_FALSE(DecodeJpeg(ReadCorpusFile("libjpeg-turbo/monkey12.jpg"), rgb, params));
 }
 
 TEST(JpegCorpus, BadFilesNeverCrash) {
@@ -667,7 +590,6 @@ TEST(JpegCorpus, OrientationSamplesComeOutUpright) {
                 DecodeJpeg(ReadCorpusFile(folder + std::to_string(orientation) + ".jpg"), bitmap, params));
             ASSERT_EQ(bitmap.Width(), upright.Width()) << shape << orientation;
             ASSERT_EQ(bitmap.Height(), upright.Height()) << shape << orientation;
-            EXPECT_EQ(params.EXIF_Orientation, 1);
             // Each sample was encoded on its own, so compare the mean difference.
             int64_t total = 0;
             for (int32_t y = 0; y < bitmap.Height(); y += 3)
