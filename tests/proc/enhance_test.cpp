@@ -170,20 +170,26 @@ TEST(AutoImageEnhance3, BlackStaysBlackAndWhiteStaysWhite) {
             ASSERT_EQ(v, 255);
 }
 
+// Two grey levels, 30 and 220, in halves: shadows lift, highlights stay. The figures are
+// pinned, so that a changed rounding in the gamma tables, the recombination or the
+// saturation step shows.
 TEST(AutoImageEnhance3, LiftsShadowsAndKeepsHighlights) {
     TIEBitmap image;
-    FillGrey24(image, 8, 2, {30, 30, 30, 30, 220, 220, 220, 220, 30, 30, 30, 30, 220, 220, 220, 220});
+    FillRGB(image, 4, 2,
+            {{30, 30, 30},
+             {30, 30, 30},
+             {220, 220, 220},
+             {220, 220, 220},
+             {30, 60, 90},
+             {30, 60, 90},
+             {220, 200, 180},
+             {220, 200, 180}});
     std::vector<int> reports;
-    const TIEProgressEvent onProgress = [&](void*, int per) { reports.push_back(per); };
-    IEAutoImageEnhance3(image, 0.33, 100, onProgress, nullptr);
-    const std::vector<int> reds = Reds(image);
-    for (int32_t i = 0; i < 16; ++i) {
-        if (i % 8 < 4)
-            EXPECT_GT(reds[size_t(i)], 30 + 15) << i;
-        else
-            EXPECT_GE(reds[size_t(i)], 220) << i;
-    }
-    EXPECT_EQ(Reds(image), ChannelOf(image, 0)); // grey in, grey out at saturation 100
+    IEAutoImageEnhance3(
+        image, 0.33, 70, [&](void*, int per) { reports.push_back(per); }, nullptr);
+    EXPECT_EQ(ChannelOf(image, 2), (std::vector<int>{113, 80, 243, 243, 104, 89, 250, 250}));
+    EXPECT_EQ(ChannelOf(image, 1), (std::vector<int>{113, 80, 243, 243, 192, 162, 235, 235}));
+    EXPECT_EQ(ChannelOf(image, 0), (std::vector<int>{113, 80, 243, 243, 230, 222, 214, 214}));
     EXPECT_EQ(reports, (std::vector<int>{9, 18, 27, 36, 45, 54, 63}));
 }
 

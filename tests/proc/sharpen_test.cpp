@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "image/bitmap.h"
@@ -216,20 +218,39 @@ TEST(AutoSharp, FlatImageAndZeroIntensityChangeNothing) {
     EXPECT_EQ(FirstDifference(busy, busyCopy), "");
 }
 
-TEST(AutoSharp, SharpensAtEdgesOnlyAndReportsRows) {
+// A low step, 100 | 120 at column 20: at x 20 the window reads 100, 100, 120, 120, so
+// p - m = 10 and the pixel gains exactly the amount, Round((255 - e) / 255 * 68) with e
+// the blurred edge mask; at x 19 the mean is 105 and the pixel loses half the amount, cut.
+TEST(AutoSharp, AmountIsTheRoundedMaskTimesTheIntensity) {
     TIEBitmap step;
-    FillStep(step, 40, 30, 20);
+    step.Allocate(40, 30, ie24RGB);
+    for (int32_t y = 0; y < 30; ++y)
+        for (int32_t x = 0; x < 40; ++x)
+            step.SetPixels_ie24RGB(x, y, x < 20 ? TRGB{100, 100, 100} : TRGB{120, 120, 120});
+    TIEBitmap mask;
+    const std::vector<uint8_t> edges = IEShenCastanEdgeMap(step, TIEShenCastanParams{});
+    mask.Allocate(40, 30, ie8g);
+    for (int32_t i = 0; i < 1200; ++i)
+        mask.SetPixels_ie8(i % 40, i / 40, edges[size_t(i)]);
+    IEBlur(mask, 4.0);
     std::vector<int> reports;
-    const TIEProgressEvent onProgress = [&](void*, int per) { reports.push_back(per); };
-    IEAutoSharp(step, 68, 0.035, onProgress, nullptr);
-    // Beside the step the dark side gets darker and the bright side brighter; flat
-    // areas keep their value whatever the mask says, since p - m is 0 there.
-    EXPECT_LT(step.GetPixels_ie24RGB(19, 15).g, 40);
-    EXPECT_GT(step.GetPixels_ie24RGB(20, 15).g, 200);
-    EXPECT_EQ(step.GetPixels_ie24RGB(10, 15).g, 40);
-    EXPECT_EQ(step.GetPixels_ie24RGB(30, 15).g, 200);
+    IEAutoSharp(
+        step, 68, 0.035, [&](void*, int per) { reports.push_back(per); }, nullptr);
+    int roundedUp = 0;
+    for (int32_t y = 2; y < 28; ++y) {
+        for (int32_t x : {19, 20}) {
+            const double share = (255 - mask.GetPixels_ie8(x, y)) / 255.0 * 68;
+            const int amount = int(std::nearbyint(share));
+            roundedUp += amount > int(share);
+            const int expected = x == 20 ? std::min(255, 120 + amount) : int(100 - amount / 2.0);
+            EXPECT_EQ(step.GetPixels_ie24RGB(x, y).g, expected) << x << "," << y;
+        }
+        // Flat areas keep their value whatever the mask says, since p - m is 0 there.
+        EXPECT_EQ(step.GetPixels_ie24RGB(10, y).g, 100);
+        EXPECT_EQ(step.GetPixels_ie24RGB(30, y).r, 120);
+    }
+    EXPECT_GT(roundedUp, 0) << "no pixel where rounding and cutting differ";
     // Trunc(y / 30 * 100) after each row, new values only, 0 never.
-    ASSERT_FALSE(reports.empty());
     EXPECT_EQ(reports.front(), 3);
     EXPECT_EQ(reports.back(), 96);
 }
