@@ -4,6 +4,7 @@
 
 #include "image/bitmap.h"
 #include "tests/image/bitmaptestutil.h"
+#include "tests/image/converttestutil.h"
 
 namespace {
 
@@ -233,49 +234,36 @@ TEST(BitmapResize, MarginsGrowAndCutOnEachSide) {
     EXPECT_EQ(GreyPixels(bitmap), Bytes({5, 5}));
 }
 
-TEST(BitmapFill, ValueIsReadByFormat) {
-    TIEBitmap grey(2, 1, ie8g);
-    grey.Fill(17.9);
-    EXPECT_EQ(GreyPixels(grey), Bytes({17, 17}));
-    EXPECT_FALSE(grey.Full());
-    grey.Fill(255);
-    EXPECT_TRUE(grey.Full());
-
-    TIEBitmap rgb(2, 2, ie24RGB);
-    rgb.Fill(double(0x00123456));
-    for (int32_t y = 0; y < 2; ++y)
-        for (int32_t x = 0; x < 2; ++x) {
-            TRGB p = rgb.GetPixels_ie24RGB(x, y);
-            EXPECT_EQ(p.r, 0x56);
-            EXPECT_EQ(p.g, 0x34);
-            EXPECT_EQ(p.b, 0x12);
+TEST(BitmapFill, ValueIsReadByFormatAndSetsFull) {
+    const struct {
+        TIEPixelFormat Format;
+        double Value;
+        const char* Expected;
+        bool Full;
+    } fills[] = {
+        {ie8g, 17.9, "17 17", false},
+        {ie8g, 255, "255 255", true},
+        {ie24RGB, double(0x00123456), "rgb(86,52,18) rgb(86,52,18)", false},
+        {ie24RGB, 16777215.0, "rgb(255,255,255) rgb(255,255,255)", true},
+        {ie1g, 1, "1 1", true},
+        {ie1g, 0, "0 0", false},
+        {ie48RGB, double(0x0000FF), "rgb48(65535,0,0) rgb48(65535,0,0)", false},
+        {ie16g, 65535, "65535 65535", true},
+        {ie32f, 0.25, "0.25 0.25", false},
+        {ieCMYK, 0, "cmyk(255,255,255,0) cmyk(255,255,255,0)", false},
+    };
+    for (const auto& fill : fills) {
+        TIEBitmap bitmap(2, 2, fill.Format);
+        bitmap.Fill(fill.Value);
+        EXPECT_EQ(RowText(bitmap, 1), fill.Expected) << IEPixelFormatName(fill.Format) << " " << fill.Value;
+        if (fill.Format != ie48RGB && fill.Format != ie32f && fill.Format != ieCMYK) {
+            EXPECT_EQ(bitmap.Full(), fill.Full) << IEPixelFormatName(fill.Format) << " " << fill.Value;
         }
-    EXPECT_FALSE(rgb.Full());
-    rgb.Fill(16777215.0);
-    EXPECT_TRUE(rgb.Full());
-
+    }
+    // Bits fill whole rows, the partly used last byte included.
     TIEBitmap bits(10, 2, ie1g);
     bits.Fill(1);
-    for (int32_t x = 0; x < 10; ++x)
-        EXPECT_TRUE(bits.GetPixels_ie1g(x, 1));
-    EXPECT_TRUE(bits.Full());
-    bits.Fill(0);
-    for (int32_t x = 0; x < 10; ++x)
-        EXPECT_FALSE(bits.GetPixels_ie1g(x, 0));
-
-    TIEBitmap deep(1, 1, ie48RGB), wide(1, 1, ie16g), single(1, 1, ie32f), cmyk(1, 1, ieCMYK);
-    deep.Fill(double(0x0000FF));
-    EXPECT_EQ(deep.GetPixels_ie48RGB(0, 0).r, 65535);
-    EXPECT_EQ(deep.GetPixels_ie48RGB(0, 0).g, 0);
-    wide.Fill(65535);
-    EXPECT_EQ(wide.GetPixels_ie16g(0, 0), 65535);
-    EXPECT_TRUE(wide.Full());
-    single.Fill(0.25);
-    EXPECT_EQ(single.GetPixels_ie32f(0, 0), 0.25f);
-    cmyk.Fill(0);
-    TCMYK black = cmyk.GetPixels_ieCMYK(0, 0);
-    EXPECT_EQ(black.c, 255);
-    EXPECT_EQ(black.k, 0);
+    EXPECT_EQ(RowText(bits, 1), "1 1 1 1 1 1 1 1 1 1");
 }
 
 TEST(BitmapFill, FileBackedFillWritesEveryRowAndRestoresAccess) {
