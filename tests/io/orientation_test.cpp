@@ -22,21 +22,14 @@ std::vector<uint8_t> Oriented(int Orientation) {
 } // namespace
 
 TEST(Orientation, EveryEXIFValueByHand) {
-    EXPECT_EQ(Oriented(1), Bytes({1, 2, 3, 4, 5, 6}));
-    EXPECT_EQ(Oriented(2), Bytes({3, 2, 1, 6, 5, 4}));
-    EXPECT_EQ(Oriented(3), Bytes({6, 5, 4, 3, 2, 1}));
-    EXPECT_EQ(Oriented(4), Bytes({4, 5, 6, 1, 2, 3}));
-    // The turned ones are 2 x 3.
-    EXPECT_EQ(Oriented(6), Bytes({4, 1, 5, 2, 6, 3}));
-    EXPECT_EQ(Oriented(8), Bytes({3, 6, 2, 5, 1, 4}));
-    EXPECT_EQ(Oriented(0), Bytes({1, 2, 3, 4, 5, 6}));
-    EXPECT_EQ(Oriented(9), Bytes({1, 2, 3, 4, 5, 6}));
-}
-
-TEST(Orientation, TransposeAndTransverse) {
-    // 5 stores the picture transposed, 7 transposed through the other diagonal.
-    EXPECT_EQ(Oriented(5), Bytes({1, 4, 2, 5, 3, 6}));
-    EXPECT_EQ(Oriented(7), Bytes({6, 3, 5, 2, 4, 1}));
+    // 5 stores the picture transposed, 7 transposed through the other diagonal; the
+    // turned ones are 2 x 3; values outside 1 to 8 change nothing.
+    const std::vector<uint8_t> expected[] = {
+        {1, 2, 3, 4, 5, 6}, {1, 2, 3, 4, 5, 6}, {3, 2, 1, 6, 5, 4}, {6, 5, 4, 3, 2, 1}, {4, 5, 6, 1, 2, 3},
+        {1, 4, 2, 5, 3, 6}, {4, 1, 5, 2, 6, 3}, {6, 3, 5, 2, 4, 1}, {3, 6, 2, 5, 1, 4}, {1, 2, 3, 4, 5, 6},
+    };
+    for (int orientation = 0; orientation <= 9; ++orientation)
+        EXPECT_EQ(Oriented(orientation), expected[orientation]) << orientation;
 }
 
 TEST(Orientation, ColourAndAlphaTurnTogether) {
