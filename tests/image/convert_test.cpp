@@ -162,6 +162,8 @@ TEST(Convert, BitsExpandByTheirValueOverAPartlyUsedByte) {
         TIEBitmap bitmap(10, 1, ie1g, 0);
         for (int32_t x = 0; x < 10; ++x)
             bitmap.SetPixels_ie1g(x, 0, pattern[x]);
+        for (int32_t x = 0; target.To == ie24RGB && x < 10; ++x)
+            EXPECT_EQ(bitmap.GetPixels(x, 0), pattern[x] ? RGB(255, 255, 255) : RGB(0, 0, 0)) << x;
         bitmap.SetPixelFormat(target.To);
         for (int32_t x = 0; x < 10; ++x)
             EXPECT_EQ(PixelText(bitmap, x), pattern[x] ? target.White : target.Black) << x;
