@@ -73,7 +73,7 @@ void TIEBitmap::RemoveAlphaChannel(bool Merge, TColor BackgroundColor) {
             if (!p) break;
             for (int32_t x = 0; x < fWidth; ++x, p += 3) {
                 // Weight a / 256 in 8.10 fixed point: a = 255 stops just short of the
-                // colour. The original did it so and the output has always looked so.
+                // colour. Kept so: pictures made with this blend have always looked so.
                 int32_t a = int32_t(alphaRow[size_t(x)]) << 10;
                 for (int c = 0; c < 3; ++c)
                     p[c] = uint8_t(bg[c] + ((a * (int32_t(p[c]) - bg[c])) >> 18));

@@ -46,7 +46,7 @@ template <typename Sample, TWalkMode Mode, bool Bicubic>
 void WalkRow(const std::vector<TCell>& Cells, const TRing<Sample>& Ring, int32_t SrcWidth, int32_t Bpp,
              double Height, double Fy, double Top, double* Acc) {
     // Enlarging both ways fills only the first sample of a pixel for more than three
-    // samples a pixel; the original stops there and so does this walk.
+    // samples a pixel, and the walk stops there: results stay as they have always been.
     const int32_t channels = Mode == wmEnlargeBoth && Bpp == 4 ? 1 : Bpp;
     const bool cornerRule = Mode == wmEnlargeBoth && !Bicubic && Bpp == 3;
     double* acc = Acc;

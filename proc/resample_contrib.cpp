@@ -69,7 +69,7 @@ double LinearKernel(double x) {
 }
 
 // Indexed by filter value less one. The box kernel scans a radius of 1.0, twice what
-// it needs, as the original does; it changes nothing but the range scanned.
+// it needs; that is kept, and it changes nothing but the range scanned.
 const TIEResampleKernel KernelTable[] = {
     {TriangleKernel, 1.0}, {HermiteKernel, 1.0},  {BellKernel, 1.5},    {BSplineKernel, 2.0},
     {Lanczos3Kernel, 3.0}, {MitchellKernel, 2.0}, {NearestKernel, 1.0}, {LinearKernel, 1.0},
@@ -186,7 +186,7 @@ namespace {
 // so that the compiler can vectorise it: a correctly rounded quotient of two integers
 // below 2^31 never crosses an integer it does not reach exactly, because its distance
 // to the next integer is at least 1 / |Sum|, far above the rounding error, so the
-// result equals the integer division of the original.
+// result equals the integer division of the fixed-point sum.
 template <int32_t Max> inline int32_t DivideClamp(int32_t Sum, double Divisor) {
     double q = double(Sum) / Divisor;
     q = q < 0.0 ? 0.0 : q;
@@ -364,8 +364,8 @@ inline void DivideRow(const int32_t* Acc, double Divisor, uint16_t* Out, int32_t
     DivideRow16(Acc, Divisor, Out, Count);
 }
 
-// What all horizontal workers of one call share. Besides the fields of the original
-// it carries what is prepared once per call: the source row addresses when several
+// What all horizontal workers of one call share. Besides the job of each band it
+// carries what is prepared once per call: the source row addresses when several
 // threads read them, runs relative to the extended row, divisors, and the border
 // positions of the extended row with the source index each stands for.
 struct TResampleHorizSharedFields {
@@ -524,7 +524,7 @@ void Resample(const TIERowImage& Src, const TIERowImage& Dst, TResampleFilter Fi
     // Every byte is written by the horizontal pass, so the buffer is not cleared first.
     const std::unique_ptr<uint8_t[]> workBits(new uint8_t[size_t(workRowLen) * size_t(Src.Height())]);
     const TIERowImage work(Dst.Width(), Src.Height(), workBits.get(), workRowLen);
-    // Height and width mixed in one figure, as the original does; the sum need not
+    // Height and width mixed in one figure, kept so for the progress it reports; the sum need not
     // reach 100.
     const double per1 = 100.0 / (Src.Height() + Dst.Width() + 0.5);
     {

@@ -28,7 +28,7 @@ void FastLinear(const TIERowImage& Src, const TIERowImage& Dst, const TIEProgres
     }
     constexpr int32_t top = sizeof(Sample) == 1 ? 255 : 65535;
     // The 24-bit engine centres the enlarged pixels by half a step and truncates its
-    // table indices; the one-channel engines do neither. Kept as the original has it.
+    // table indices; the one-channel engines do neither. Kept, so that results stay put.
     auto index = [](double v) { return ShiftAndTrunc ? IETrunc(v) : IERound(v); };
     const int32_t dx = ShiftAndTrunc && xs > 1.0 ? IERound(xs * 0.5 - 0.5) : 0;
     const int32_t dy = ShiftAndTrunc && ys > 1.0 ? IERound(ys * 0.5 - 0.5) : 0;

@@ -10,7 +10,7 @@ void IENearestResample(const TIERowImage& Src, const TIERowImage& Dst, int32_t B
     const int32_t srcWidth = Src.Width(), srcHeight = Src.Height();
     const int32_t dstWidth = Dst.Width(), dstHeight = Dst.Height();
     std::vector<int32_t> columns(static_cast<size_t>(dstWidth));
-    // The ratio is taken first and then multiplied, as the original does; for some
+    // The ratio is taken first and then multiplied, as the rule has it; for some
     // sizes that picks a different column than x * width / target width would.
     const double ratio = double(srcWidth) / dstWidth;
     for (int32_t x = 0; x < dstWidth; ++x)

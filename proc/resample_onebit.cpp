@@ -33,7 +33,7 @@ void BlockMean(const TIERowImage& Src, const TIERowImage& Dst) {
     std::vector<uint8_t> values(static_cast<size_t>(dstWidth));
     for (int32_t y = 0; y < dstHeight; ++y) {
         // The lower bound halves sy, the upper one its truncation: the blocks lean
-        // upwards. Kept as the original has it.
+        // upwards. Kept so, as the rule has it.
         const int32_t top = std::clamp(IETrunc(y * sy - sy / 2), 0, srcHeight - 1);
         const int32_t bottom = std::clamp(IETrunc(y * sy + IETrunc(sy) / 2.0), 0, srcHeight - 1);
         std::fill(sums.begin(), sums.end(), 0);

@@ -33,7 +33,7 @@ class TIERowImage {
 };
 
 // Fires OnProgress only when the percentage differs from the last one fired; like the
-// counters of the original workers it starts at 0, so an initial 0 is not reported.
+// the workers' counters it starts at 0, so an initial 0 is not reported.
 class TIEProgressReporter {
   public:
     TIEProgressReporter(const TIEProgressEvent& OnProgress, void* Sender)
@@ -50,7 +50,7 @@ class TIEProgressReporter {
     int32_t fLast = 0;
 };
 
-// Trunc of a non-negative or negative double toward zero, as the original's Trunc.
+// Trunc: a double cut toward zero, whatever its sign.
 inline int32_t IETrunc(double v) {
     return int32_t(v);
 }
