@@ -2,6 +2,8 @@
 
 #include <charconv>
 
+#include "app/utf8cut.h"
+
 namespace {
 
 size_t FieldSize(TMemField Field) {
@@ -19,12 +21,7 @@ size_t FieldSize(TMemField Field) {
 }
 
 std::string Cut(const std::string& Value, TMemField Field) {
-    size_t size = FieldSize(Field);
-    if (Value.size() <= size) return Value;
-    // Back to the start of the character that the cut would split.
-    while (size > 0 && (uint8_t(Value[size]) & 0xC0) == 0x80)
-        --size;
-    return Value.substr(0, size);
+    return CutAtCharacter(Value, FieldSize(Field));
 }
 
 } // namespace

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <sys/stat.h>
 
+#include "app/utf8cut.h"
+
 namespace {
 
 // One line of the terminal that is rewritten in place: "12/340 name.jpg".
@@ -13,15 +15,9 @@ class TProgressLine {
 
     void Show(int Done, int Total, const std::string& Name) {
         if (fColumns <= 0) return;
-        std::string text = std::to_string(Done) + "/" + std::to_string(Total) + " " + Name;
+        const std::string text = std::to_string(Done) + "/" + std::to_string(Total) + " " + Name;
         // A line that wraps can't be taken back with a carriage return.
-        size_t fit = size_t(fColumns - 1);
-        if (text.size() > fit) {
-            while (fit > 0 && (uint8_t(text[fit]) & 0xC0) == 0x80)
-                --fit;
-            text.resize(fit);
-        }
-        fErr << '\r' << text << "\x1b[K" << std::flush;
+        fErr << '\r' << CutAtCharacter(text, size_t(fColumns - 1)) << "\x1b[K" << std::flush;
         fShown = true;
     }
 
