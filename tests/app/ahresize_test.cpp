@@ -3,162 +3,114 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <thread>
-#include <utility>
-#include <vector>
 
 #include "tests/testutil.h"
 
 namespace {
 
-struct TResampleCall {
-    int32_t Width, Height;
-    TResampleFilter Filter;
-    int32_t ResultWidth, ResultHeight;
-};
-
-// A worker whose source is a blank picture of a given size, and which records each
-// resampling call with the size the holder has after it.
+// A worker whose source is a blank picture of a given size; it notes the size after each
+// resampling call and the filter asked for.
 class TWatchedResize : public TResize {
   public:
     TWatchedResize(const TRisizeProperty& Job, int32_t Width, int32_t Height)
         : TResize(Job), fWidth(Width), fHeight(Height) {}
 
-    std::vector<TResampleCall> Calls;
-    std::pair<int32_t, int32_t> FinalSize;
+    std::string Steps;
+    TResampleFilter Filter = rfNone;
 
   protected:
     void Execute() override {
         Imager().IEBitmap().Allocate(fWidth, fHeight, ie8g, 0.0);
         TransformStage();
-        FinalSize = {Imager().IEBitmap().Width(), Imager().IEBitmap().Height()};
     }
-    void Resample(int32_t NewWidth, int32_t NewHeight, TResampleFilter Filter) override {
-        // Nearest copy keeps the test fast; the sizes are what is watched.
+    void Resample(int32_t NewWidth, int32_t NewHeight, TResampleFilter AskedFilter) override {
+        // The free side is left to the engine, so it follows the picture step by step.
+        EXPECT_TRUE((NewWidth == -1) != (NewHeight == -1)) << NewWidth << " x " << NewHeight;
         Imager().Proc().Resample(NewWidth, NewHeight, rfNone, false);
-        Calls.push_back(
-            {NewWidth, NewHeight, Filter, Imager().IEBitmap().Width(), Imager().IEBitmap().Height()});
+        Steps += std::string(Steps.empty() ? "" : " ") + std::to_string(Imager().IEBitmap().Width()) + "x" +
+                 std::to_string(Imager().IEBitmap().Height());
+        Filter = AskedFilter;
     }
 
   private:
     int32_t fWidth, fHeight;
 };
 
-TWatchedResize& RunWatched(std::unique_ptr<TWatchedResize>& Worker) {
-    Worker->Resume();
-    Worker->WaitUntilParked();
-    return *Worker;
-}
-
-std::unique_ptr<TWatchedResize> Watch(int32_t Width, int32_t Height, int32_t NewSize, bool Multi,
-                                      bool HeighPrio = false, TResizeMethode Methode = Lanczos3) {
-    TRisizeProperty job;
-    job.NewSize = NewSize;
-    job.Multi = Multi;
-    job.HeighPrio = HeighPrio;
-    job.ResizeMethode = Methode;
-    auto worker = std::make_unique<TWatchedResize>(job, Width, Height);
-    RunWatched(worker);
-    return worker;
-}
-
-std::vector<int32_t> FittedSides(const TWatchedResize& Worker, bool Width) {
-    std::vector<int32_t> sides;
-    for (const TResampleCall& call : Worker.Calls) {
-        EXPECT_EQ(Width ? call.Height : call.Width, -1);
-        sides.push_back(Width ? call.Width : call.Height);
-    }
-    return sides;
-}
-
 } // namespace
 
 TEST(ResizeWorker, TargetNameDropsTheLastExtensionOnly) {
     EXPECT_EQ(ResizeTargetName("/p/a.b.jpg", "R-", ""), "R-a.b.jpg");
-    EXPECT_EQ(ResizeTargetName("/p/a.tif", "", "-s"), "a-s.jpg");
     EXPECT_EQ(ResizeTargetName("/p/a.png", "", "-s"), "a-s.jpg");
     EXPECT_EQ(ResizeTargetName("/p.q/noext", "x", "y"), "xnoexty.jpg");
     EXPECT_EQ(ResizeTargetName("/p/.hidden", "R-", ""), "R-.jpg");
 }
 
-TEST(ResizeWorker, StepwiseLoopCarriesTheLengthAndResolvesTheFreeSideEachStep) {
-    // Fitted side, three quarters of the cut hundreds each step: 3000 x 2250, 2250 x 1687,
-    // 1650 x 1237, 1200 x 899; the free side is cut at each step.
-    auto stepwise = Watch(4000, 3000, 1200, false);
-    EXPECT_EQ(FittedSides(*stepwise, true), (std::vector<int32_t>{3000, 2250, 1650, 1200}));
-    std::vector<int32_t> heights;
-    for (const TResampleCall& call : stepwise->Calls)
-        heights.push_back(call.ResultHeight);
-    EXPECT_EQ(heights, (std::vector<int32_t>{2250, 1687, 1237, 899}));
-    EXPECT_EQ(stepwise->FinalSize, std::make_pair(1200, 899));
-    // 5 x 4 hundreds: 375 is more than the target and 225 is clamped up to it.
-    EXPECT_EQ(FittedSides(*Watch(550, 400, 300, false), true), (std::vector<int32_t>{375, 300}));
-
-    auto oneStep = Watch(4000, 3000, 1200, true);
-    EXPECT_EQ(FittedSides(*oneStep, true), (std::vector<int32_t>{1200}));
-    EXPECT_EQ(oneStep->FinalSize, std::make_pair(1200, 900));
-}
-
-TEST(ResizeWorker, TheFittedSideFollowsOrientationAndHeighPrio) {
-    auto portrait = Watch(3000, 4000, 1200, false);
-    EXPECT_EQ(FittedSides(*portrait, false), (std::vector<int32_t>{3000, 2250, 1650, 1200}));
-    EXPECT_EQ(FittedSides(*Watch(500, 500, 300, true), true), (std::vector<int32_t>{300}));
-    // Every picture fits its height, also a wide one, which then grows.
-    auto wide = Watch(4000, 1000, 1200, true, true);
-    EXPECT_EQ(FittedSides(*wide, false), (std::vector<int32_t>{1200}));
-    EXPECT_EQ(wide->FinalSize, std::make_pair(4800, 1200));
-}
-
-TEST(ResizeWorker, SmallPicturesGrowInOneStep) {
-    auto enlarged = Watch(1000, 800, 1200, false);
-    EXPECT_EQ(FittedSides(*enlarged, true), (std::vector<int32_t>{1200}));
-    EXPECT_EQ(enlarged->FinalSize, std::make_pair(1200, 960));
-    // 99 div 100 is 0: the first step is clamped to the target at once.
-    EXPECT_EQ(FittedSides(*Watch(99, 40, 1200, false), true), (std::vector<int32_t>{1200}));
-    // Already at the target: the call is made and changes nothing.
-    auto same = Watch(1200, 700, 1200, true);
-    EXPECT_EQ(FittedSides(*same, true), (std::vector<int32_t>{1200}));
-    EXPECT_EQ(same->FinalSize, std::make_pair(1200, 700));
-}
-
-TEST(ResizeWorker, TheLastMethodAsksForCubicAndAnUnknownOneSkipsResampling) {
-    auto last = Watch(200, 100, 50, true, false, WICNearestNeighbor);
-    ASSERT_EQ(last->Calls.size(), 1u);
-    EXPECT_EQ(last->Calls[0].Filter, rfWICCubicHQ);
-    auto none = Watch(200, 100, 50, true, false, TResizeMethode(8));
-    EXPECT_TRUE(none->Calls.empty());
-    EXPECT_EQ(none->FinalSize, std::make_pair(200, 100));
-}
-
-TEST(ResizeWorker, ConstructionSetsProcessWideAndHolderSettings) {
-    // Opens the holder to the test.
-    struct TOpenResize : TResize {
-        using TResize::Imager;
-        using TResize::TResize;
+TEST(ResizeWorker, SizeStepsFitTheLongerSideOrTheHeight) {
+    struct TCase {
+        int32_t Width, Height, NewSize;
+        bool Multi, HeighPrio;
+        const char* Steps;
     };
-    IEGlobalSettings().IOParamDefaults().EnableAdjustOrientation = false;
-    TRisizeProperty job;
-    job.EnableCMS = true;
-    {
-        TOpenResize worker(job);
-        EXPECT_TRUE(IEGlobalSettings().IOParamDefaults().EnableAdjustOrientation);
-        EXPECT_TRUE(IEGlobalSettings().EnableCMS());
-        EXPECT_TRUE(worker.Suspended());
-        TImager& holder = worker.Imager();
-        EXPECT_TRUE(holder.EnableAlphaChannel());
-        EXPECT_FALSE(holder.Proc().AutoUndo());
-        EXPECT_TRUE(holder.IO().FilteredAdjustDPI());
-        const TIOParams& params = holder.IO().Params();
-        EXPECT_TRUE(params.RAW_AutoAdjustColors && params.RAW_UseCameraWB);
-        EXPECT_TRUE(params.JPEG_EnableAdjustOrientation && params.JPEG_OptimalHuffman);
+    const TCase cases[] = {
+        // Three quarters of the cut hundreds each step, the free side cut each time:
+        // 2250 / 3000 * 2250 = 1687.5, 1650 / 2250 * 1687 = 1237.1, 1200 / 1650 * 1237 = 899.6.
+        {4000, 3000, 1200, false, false, "3000x2250 2250x1687 1650x1237 1200x899"},
+        {3000, 4000, 1200, false, false, "2250x3000 1687x2250 1237x1650 899x1200"},
+        // 5 x 4 hundreds: 375 is more than the target and 225 is clamped up to it.
+        {550, 400, 300, false, false, "375x272 300x217"},
+        {4000, 3000, 1200, true, false, "1200x900"},
+        // Small pictures grow in one step; one at the target is still resampled.
+        {1000, 800, 1200, false, false, "1200x960"},
+        {1200, 700, 1200, true, false, "1200x700"},
+        // Every picture fits its height, also a wide one, which then grows.
+        {4000, 1000, 1200, true, true, "4800x1200"},
+    };
+    for (const TCase& c : cases) {
+        TRisizeProperty job;
+        job.NewSize = c.NewSize;
+        job.Multi = c.Multi;
+        job.HeighPrio = c.HeighPrio;
+        TWatchedResize worker(job, c.Width, c.Height);
+        worker.Resume();
+        worker.WaitUntilParked();
+        EXPECT_EQ(worker.Steps, c.Steps) << c.Width << " x " << c.Height << " to " << c.NewSize;
     }
-    job.EnableCMS = false;
-    TResize worker(job);
-    EXPECT_FALSE(IEGlobalSettings().EnableCMS());
 }
 
-TEST(ResizeWorker, ParksAfterItsWorkUntilReleased) {
+TEST(ResizeWorker, EachMethodAsksForItsFilterAndAnUnknownOneSkipsResampling) {
+    const TResampleFilter filters[] = {rfMitchell, rfBilinear, rfBicubic, rfLanczos3,
+                                       rfHermite,  rfBell,     rfBSpline, rfWICCubicHQ};
+    for (int methode = 0; methode <= 8; ++methode) {
+        TRisizeProperty job;
+        job.NewSize = 50;
+        job.Multi = true;
+        job.ResizeMethode = TResizeMethode(methode);
+        TWatchedResize worker(job, 200, 100);
+        worker.Resume();
+        worker.WaitUntilParked();
+        EXPECT_EQ(worker.Steps, methode < 8 ? "50x25" : "") << methode;
+        EXPECT_EQ(worker.Filter, methode < 8 ? filters[methode] : rfNone) << methode;
+    }
+}
+
+// Both stay in force for the whole process after the job, also for the thumbnails.
+TEST(ResizeWorker, ConstructionTurnsOrientationOnAndCmsAsTheJobSays) {
+    IEGlobalSettings().IOParamDefaults().EnableAdjustOrientation = false;
+    for (bool cms : {true, false}) {
+        TRisizeProperty job;
+        job.EnableCMS = cms;
+        TResize worker(job);
+        EXPECT_TRUE(worker.Suspended());
+        EXPECT_TRUE(IEGlobalSettings().IOParamDefaults().EnableAdjustOrientation);
+        EXPECT_EQ(IEGlobalSettings().EnableCMS(), cms);
+    }
+}
+
+TEST(ResizeWorker, ParksFromItsThreadUntilReleasedAndKeepsItsException) {
+    TTempDir dir;
+    WriteTextFile(dir / "hostname", "not a picture");
     TRisizeProperty job;
-    job.Source = "/nonexistent/dir/file.jpg";
+    job.Source = dir / "hostname";
     job.Destination = "/nonexistent/dir/Resize";
     TResize worker(job);
     // A driver woken by OnParked must find the worker suspended already.
@@ -172,26 +124,19 @@ TEST(ResizeWorker, ParksAfterItsWorkUntilReleased) {
     worker.WaitUntilParked();
     EXPECT_TRUE(suspendedWhenAnnounced);
     EXPECT_NE(announcedOn, std::this_thread::get_id());
-    // The load raised, so the save stage never began.
-    EXPECT_TRUE(worker.NewImage().empty());
-    EXPECT_FALSE(worker.FatalException());
-    // Terminate releases the park, so the wait ends.
-    worker.Terminate();
-    worker.WaitFor();
-}
-
-TEST(ResizeWorker, AnExceptionInTheSaveStageRestsWithTheThread) {
-    TTempDir dir;
-    WriteTextFile(dir / "hostname", "not a picture");
-    TRisizeProperty job;
-    job.Source = dir / "hostname";
-    job.Destination = "/nonexistent/dir/Resize";
-    TResize worker(job);
-    worker.Resume();
-    worker.WaitUntilParked();
     // The target name was set before the file could not be created.
     EXPECT_EQ(worker.NewImage(), "/nonexistent/dir/Resize/R-hostname.jpg");
     EXPECT_TRUE(worker.FatalException());
+    worker.Terminate();
+    worker.WaitFor();
+
+    // A load that raises ends the work before the save stage, without a failure.
+    job.Source = dir / "missing.jpg";
+    TResize missing(job);
+    missing.Resume();
+    missing.WaitUntilParked();
+    EXPECT_TRUE(missing.NewImage().empty());
+    EXPECT_FALSE(missing.FatalException());
 }
 
 TEST(ResizeWorker, TerminatedBeforeStartSkipsTheWork) {
