@@ -2,46 +2,52 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <functional>
+#include <memory>
+#include <stdexcept>
 #include <thread>
-#include <vector>
 
 namespace {
 
-class TRecorder : public TIEExecutor {
+class TTask : public TIEExecutor {
   public:
-    TRecorder(bool InThread, std::thread::id& Where, std::atomic<int>& Runs, std::atomic<int>& Alive)
-        : TIEExecutor(InThread), fWhere(Where), fRuns(Runs), fAlive(Alive) {
-        ++fAlive;
-    }
-    ~TRecorder() override { --fAlive; }
-    void Execute() override {
-        fWhere = std::this_thread::get_id();
-        ++fRuns;
-    }
+    TTask(bool InThread, std::function<void()> Work) : TIEExecutor(InThread), fWork(std::move(Work)) {}
+    void Execute() override { fWork(); }
 
   private:
-    std::thread::id& fWhere;
-    std::atomic<int>& fRuns;
-    std::atomic<int>& fAlive;
+    std::function<void()> fWork;
 };
 
 } // namespace
 
-TEST(ThreadPool, RunsInCallerOrOnOwnThreadAndFreesOnJoin) {
-    std::atomic<int> runs{0}, alive{0};
-    std::thread::id inCaller, inThread1, inThread2;
+TEST(ThreadPool, RunsInCallerOrOnOwnThreadsAndFreesOnJoin) {
+    // Every task holds a copy of alive, so its count shows how many are not yet freed.
+    auto alive = std::make_shared<int>(0);
+    std::thread::id where[3];
     TIEThreadPool pool;
-    pool.Add(std::make_unique<TRecorder>(false, inCaller, runs, alive));
-    // Without a thread the work is done by the time Add returns.
-    EXPECT_EQ(runs, 1);
-    EXPECT_EQ(inCaller, std::this_thread::get_id());
-    pool.Add(std::make_unique<TRecorder>(true, inThread1, runs, alive));
-    pool.Add(std::make_unique<TRecorder>(true, inThread2, runs, alive));
+    for (int i = 0; i < 3; ++i) {
+        pool.Add(
+            std::make_unique<TTask>(i > 0, [alive, &where, i] { where[i] = std::this_thread::get_id(); }));
+        // Without a thread the work is done by the time Add returns.
+        if (i == 0) EXPECT_EQ(where[0], std::this_thread::get_id());
+    }
     pool.Join();
-    EXPECT_EQ(runs, 3);
-    EXPECT_EQ(alive, 0);
-    EXPECT_NE(inThread1, std::this_thread::get_id());
-    EXPECT_NE(inThread2, std::this_thread::get_id());
-    EXPECT_NE(inThread1, inThread2);
+    EXPECT_EQ(alive.use_count(), 1);
+    EXPECT_NE(where[1], std::this_thread::get_id());
+    EXPECT_NE(where[2], std::this_thread::get_id());
+    EXPECT_NE(where[1], where[2]);
+}
+
+// An exception must not end the process on the worker: Join throws it, the first added first.
+TEST(ThreadPool, JoinRethrowsTheFirstExceptionOfItsThreads) {
+    TIEThreadPool pool;
+    pool.Add(std::make_unique<TTask>(true, [] {}));
+    pool.Add(std::make_unique<TTask>(true, [] { throw std::runtime_error("first"); }));
+    pool.Add(std::make_unique<TTask>(true, [] { throw std::logic_error("second"); }));
+    try {
+        pool.Join();
+        ADD_FAILURE() << "no exception";
+    } catch (const std::runtime_error& e) {
+        EXPECT_STREQ(e.what(), "first");
+    }
 }
