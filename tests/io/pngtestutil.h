@@ -15,12 +15,11 @@
 // in unfiltered (filter byte 0), compressed by zlib.
 class TPngBuilder {
   public:
-    TPngBuilder(uint32_t Width, uint32_t Height, int BitDepth, int ColorType, int Interlace = 0) {
-        fData = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A};
+    TPngBuilder(uint32_t Width, uint32_t Height, int BitDepth, int ColorType) {
         std::vector<uint8_t> ihdr;
         Put32(ihdr, Width);
         Put32(ihdr, Height);
-        ihdr.insert(ihdr.end(), {uint8_t(BitDepth), uint8_t(ColorType), 0, 0, uint8_t(Interlace)});
+        ihdr.insert(ihdr.end(), {uint8_t(BitDepth), uint8_t(ColorType), 0, 0, 0});
         Chunk("IHDR", ihdr);
     }
 
@@ -44,17 +43,14 @@ class TPngBuilder {
         }
         return Chunk("IDAT", Compress(raw));
     }
-    std::vector<uint8_t> End() {
-        Chunk("IEND", {});
-        return fData;
-    }
+    std::vector<uint8_t> End() { return Chunk("IEND", {}).fData; }
     // The file so far, without IEND: a truncated file.
     const std::vector<uint8_t>& Data() const { return fData; }
 
-    static std::vector<uint8_t> Compress(const std::vector<uint8_t>& Raw) {
+    static std::vector<uint8_t> Compress(const std::vector<uint8_t>& Raw, int Level = Z_DEFAULT_COMPRESSION) {
         uLongf size = compressBound(uLong(Raw.size()));
         std::vector<uint8_t> packed(size);
-        compress(packed.data(), &size, Raw.data(), uLong(Raw.size()));
+        compress2(packed.data(), &size, Raw.data(), uLong(Raw.size()), Level);
         packed.resize(size);
         return packed;
     }
@@ -65,23 +61,18 @@ class TPngBuilder {
     }
 
   private:
-    std::vector<uint8_t> fData;
+    std::vector<uint8_t> fData = {0x89, 'P', 'N', 'G', 0x0D, 0x0A, 0x1A, 0x0A};
 };
 
-struct TPngLoad {
-    bool Ok = false;
-    int32_t RowsReported = 0;
-    double Per1 = 0;
-};
-
-inline TPngLoad DecodePng(const std::vector<uint8_t>& Data, TIEBitmap& Bitmap, TIOParams& Params,
-                          bool Preview = false) {
+// The plain load; false when the reader failed.
+inline bool DecodePng(const std::vector<uint8_t>& Data, TIEBitmap& Bitmap, TIOParams& Params,
+                      bool Preview = false) {
     TIEMemoryStream stream(Data);
     bool aborting = false;
     TProgressRec progress;
     progress.Aborting = &aborting;
     ReadPngStream(stream, Bitmap, Params, progress, Preview);
-    return {!aborting, progress.val, progress.per1};
+    return !aborting;
 }
 
 inline std::vector<uint8_t> EncodePng(TIEBitmap& Bitmap, TIOParams& Params) {
@@ -93,6 +84,7 @@ inline std::vector<uint8_t> EncodePng(TIEBitmap& Bitmap, TIOParams& Params) {
     return aborting ? std::vector<uint8_t>() : stream.Data();
 }
 
-inline bool SameRGB(TRGB a, TRGB b) {
-    return a.r == b.r && a.g == b.g && a.b == b.b;
+// A colour as 0xRRGGBB, so that a failed comparison prints it readably.
+inline uint32_t Hex(TRGB Colour) {
+    return uint32_t(Colour.r) << 16 | uint32_t(Colour.g) << 8 | Colour.b;
 }
