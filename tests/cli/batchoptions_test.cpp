@@ -24,17 +24,13 @@ std::string ErrorOf(const std::vector<std::string>& Arguments) {
 TEST(BatchOptions, DefaultsAreTheWindowsDefaults) {
     TBatchOptions options = Parse({"pics"});
     const TRisizeProperty& job = options.Job;
-    EXPECT_EQ(job.NewSize, 1200);
-    EXPECT_EQ(job.JpgQuali, 80);
-    EXPECT_EQ(job.MaxFileSize, 150);
-    EXPECT_EQ(job.Prefix, "R-");
-    EXPECT_EQ(job.Suffix, "");
-    EXPECT_EQ(options.ResizeDir, "Resize");
-    EXPECT_EQ(job.ResizeMethode, Lanczos3);
+    EXPECT_EQ(std::make_tuple(job.NewSize, job.JpgQuali, job.MaxFileSize, job.ResizeMethode),
+              std::make_tuple(1200, 80, 150, Lanczos3));
+    EXPECT_EQ(job.Prefix + "|" + job.Suffix + "|" + options.ResizeDir, "R-||Resize");
     // Stepwise unless asked for one step, as the window's default has it.
-    EXPECT_FALSE(job.Multi);
-    EXPECT_FALSE(job.AutoQuali || job.AutoSize || job.JPEGProgressive || job.SharpImg || job.EnableCMS ||
-                 job.WaterMark || job.BW || job.ImageEnhance || job.HeighPrio || job.SoftShadow);
+    EXPECT_FALSE(job.Multi || job.AutoQuali || job.AutoSize || job.JPEGProgressive || job.SharpImg ||
+                 job.EnableCMS || job.WaterMark || job.BW || job.ImageEnhance || job.HeighPrio ||
+                 job.SoftShadow);
     EXPECT_TRUE(job.Joo);
     EXPECT_EQ(options.Paths, (std::vector<std::string>{"pics"}));
 }

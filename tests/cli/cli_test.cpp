@@ -1,5 +1,6 @@
-#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <sstream>
@@ -23,19 +24,11 @@ std::string ReadFile(const std::string& Path) {
 }
 
 TRun RunCli(const std::string& Arguments) {
-    TTempDir errors;
-    std::string command = std::string(PW_CLI_PATH) + " " + Arguments + " 2>'" + errors / "err" + "'";
-    TRun run{-1, {}, {}};
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) return run;
-    char buffer[4096];
-    size_t count;
-    while ((count = fread(buffer, 1, sizeof buffer, pipe)) > 0)
-        run.Out.append(buffer, count);
-    int status = pclose(pipe);
-    run.Status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    run.Err = ReadFile(errors / "err");
-    return run;
+    TTempDir dir;
+    const int status = std::system(
+        (std::string(PW_CLI_PATH) + " " + Arguments + " >'" + dir / "out" + "' 2>'" + dir / "err" + "'")
+            .c_str());
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(dir / "out"), ReadFile(dir / "err")};
 }
 
 std::string Quoted(const std::string& Path) {
@@ -60,7 +53,7 @@ class TWatchedDM : public TDM {
 
 } // namespace
 
-TEST(Cli, HelpVersionAndBadArguments) {
+TEST(Cli, HelpVersionImageCommandsAndBadArguments) {
     TRun help = RunCli("--help");
     EXPECT_EQ(help.Status, 0);
     EXPECT_NE(help.Out.find("Usage: pixelwright-cli [OPTIONS] PATH..."), std::string::npos);
@@ -73,6 +66,10 @@ TEST(Cli, HelpVersionAndBadArguments) {
     EXPECT_NE(badSize.Err.find("--size takes a whole number from 16 to 16000"), std::string::npos);
     EXPECT_NE(badSize.Err.find("Usage:"), std::string::npos);
     EXPECT_EQ(RunCli("").Status, 2);
+    // "image" hands the rest to the image commands.
+    TRun detect = RunCli("image detect /no/such/file");
+    EXPECT_EQ(detect.Status, 0);
+    EXPECT_EQ(detect.Out, "0\n");
 }
 
 TEST(Cli, PrintsOneLinePerRowAndNamesThePathsItCouldNotTake) {
@@ -92,15 +89,12 @@ TEST(Cli, PrintsOneLinePerRowAndNamesThePathsItCouldNotTake) {
                            "\tOK ..\\Out\\P-img10-s.jpg\n");
     EXPECT_EQ(run.Err, "pixelwright-cli: " + dir / "missing.jpg" + ": No such file or directory\n" +
                            "pixelwright-cli: " + dir / "folder/pipe" + ": neither a file nor a folder\n");
-}
 
-TEST(Cli, AnEmptyFolderNameWritesBesideTheSource) {
-    TTempDir dir;
-    WriteTextFile(dir / "a.txt", "not a picture");
-    TRun run = RunCli("--dir '' " + Quoted(dir / "a.txt"));
-    EXPECT_EQ(run.Status, 0);
-    EXPECT_EQ(run.Out, dir / "a.txt" + "\tOK ..\\\\R-a.jpg\n");
-    EXPECT_TRUE(std::filesystem::is_regular_file(dir / "R-a.jpg"));
+    // An empty folder name writes beside the source.
+    TRun beside = RunCli("--dir '' " + Quoted(dir / "b.txt"));
+    EXPECT_EQ(beside.Status, 0);
+    EXPECT_EQ(beside.Out, dir / "b.txt" + "\tOK ..\\\\R-b.jpg\n");
+    EXPECT_TRUE(std::filesystem::is_regular_file(dir / "R-b.jpg"));
 }
 
 TEST(Cli, RowsAreOutBeforeTheNextFileStartsAndProgressStaysOnStandardError) {

@@ -1,11 +1,9 @@
 #include "cli/imagetool.h"
 
-#include <cstdio>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <sstream>
-#include <sys/wait.h>
 
 #include "image/bitmap.h"
 #include "io/imagerio.h"
@@ -15,21 +13,49 @@
 
 namespace {
 
-std::string ReadAll(const std::string& Path) {
-    std::ifstream file(Path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), {});
-}
-
 struct TRun {
     int Status;
     std::string Out, Err;
 };
 
-TRun RunTool(const std::vector<std::string>& Arguments) {
+// "pixelwright-cli image" with the words of Line as its arguments.
+TRun Tool(const std::string& Line) {
+    std::vector<std::string> arguments;
+    std::istringstream words(Line);
+    for (std::string word; words >> word;)
+        arguments.push_back(word);
     std::ostringstream out, err;
-    const int status = RunImageTool(Arguments, out, err);
+    const int status = RunImageTool(arguments, out, err);
     return {status, out.str(), err.str()};
 }
+
+std::string ReadAll(const std::string& Path) {
+    std::ifstream file(Path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+// A lossless source of one row.
+std::string SavePng(const std::string& Path, const std::vector<TRGB>& Pixels) {
+    TIEBitmap bitmap(int32_t(Pixels.size()), 1, ie24RGB, 0);
+    for (size_t x = 0; x < Pixels.size(); ++x)
+        bitmap.SetPixels_ie24RGB(int32_t(x), 0, Pixels[x]);
+    TImagerIO(&bitmap, false).SaveToFilePNG(Path);
+    return Path;
+}
+
+// The levels of a one-row grey picture written as P6, "-" where the channels differ.
+std::string GreyRow(const std::string& Path) {
+    const std::string ppm = ReadAll(Path);
+    const size_t header = ppm.find("\n255\n") + 5;
+    std::string levels;
+    for (size_t i = header; i + 2 < ppm.size(); i += 3) {
+        if (i > header) levels += ' ';
+        levels += ppm[i] == ppm[i + 1] && ppm[i] == ppm[i + 2] ? std::to_string(uint8_t(ppm[i])) : "-";
+    }
+    return levels;
+}
+
+constexpr TRGB Red{0, 0, 255}, Blue{255, 0, 0}, White{255, 255, 255};
 
 } // namespace
 
@@ -46,68 +72,58 @@ TEST(ImageTool, FilterNamesWithoutPrefixInAnyCase) {
         EXPECT_FALSE(ParseResampleFilter(name, filter)) << name;
 }
 
-TEST(ImageTool, PNMForGreyColourAndSixteenBits) {
+TEST(ImageTool, PnmIsP5ForGreyP6OtherwiseBigEndianForSixteenBits) {
     TTempDir dir;
-    TIEBitmap grey;
+    TIEBitmap grey, colour, wide, deep;
     grey.Allocate(2, 1, ie8g);
     grey.SetPixels_ie8(0, 0, 7);
     grey.SetPixels_ie8(1, 0, 200);
-    ASSERT_TRUE(WritePNM(grey, dir / "g.pgm"));
-    EXPECT_EQ(ReadAll(dir / "g.pgm"), std::string("P5\n2 1\n255\n\x07\xC8", 13));
-
-    TIEBitmap colour;
     colour.Allocate(1, 1, ie24RGB);
     colour.SetPixels_ie24RGB(0, 0, TRGB{3, 2, 1});
-    colour.AlphaChannel()->Fill(0);
-    ASSERT_TRUE(WritePNM(colour, dir / "c.ppm"));
-    EXPECT_EQ(ReadAll(dir / "c.ppm"), std::string("P6\n1 1\n255\n\x01\x02\x03", 14));
-
-    TIEBitmap wide;
+    colour.AlphaChannel()->Fill(0); // not written
     wide.Allocate(1, 1, ie48RGB);
     wide.SetPixels_ie48RGB(0, 0, TRGB48{0x0102, 0x0304, 0x0506});
-    ASSERT_TRUE(WritePNM(wide, dir / "w.ppm"));
-    EXPECT_EQ(ReadAll(dir / "w.ppm"), std::string("P6\n1 1\n65535\n\x01\x02\x03\x04\x05\x06", 19));
-
-    TIEBitmap deep;
     deep.Allocate(1, 1, ie16g);
     deep.SetPixels_ie16g(0, 0, 0xABCD);
-    ASSERT_TRUE(WritePNM(deep, dir / "d.pgm"));
-    EXPECT_EQ(ReadAll(dir / "d.pgm"), std::string("P5\n1 1\n65535\n\xAB\xCD", 15));
+    const std::pair<TIEBitmap*, std::string> files[] = {
+        {&grey, std::string("P5\n2 1\n255\n\x07\xC8", 13)},
+        {&colour, std::string("P6\n1 1\n255\n\x01\x02\x03", 14)},
+        {&wide, std::string("P6\n1 1\n65535\n\x01\x02\x03\x04\x05\x06", 19)},
+        {&deep, std::string("P5\n1 1\n65535\n\xAB\xCD", 15)},
+    };
+    for (const auto& [bitmap, expected] : files) {
+        ASSERT_TRUE(WritePNM(*bitmap, dir / "out.pnm"));
+        EXPECT_EQ(ReadAll(dir / "out.pnm"), expected);
+    }
     EXPECT_FALSE(WritePNM(deep, dir / "no/such/d.pgm"));
 }
 
 TEST(ImageTool, DetectAndInfo) {
     PW_REQUIRE_CORPUS();
-    TRun detect = RunTool({"detect", CorpusFile("jpeg-decoder/reftest/mozilla/jpg-size-6x6.jpg")});
+    TRun detect = Tool("detect " + CorpusFile("jpeg-decoder/reftest/mozilla/jpg-size-6x6.jpg"));
     EXPECT_EQ(detect.Status, 0);
     EXPECT_EQ(detect.Out, "8\n") << "a PNG named .jpg is a PNG";
-    EXPECT_EQ(RunTool({"detect", "/no/such/file.jpg"}).Out, "0\n");
+    EXPECT_EQ(Tool("detect /no/such/file.jpg").Out, "0\n");
 
-    TRun info = RunTool({"info", CorpusFile("exif-samples/jpg/orientation/portrait_6.jpg")});
+    TRun info = Tool("info " + CorpusFile("exif-samples/jpg/orientation/portrait_6.jpg"));
     ASSERT_EQ(info.Status, 0) << info.Err;
-    std::istringstream lines(info.Out);
-    std::string first;
-    std::getline(lines, first);
-    EXPECT_EQ(first, "600 450 ie24RGB") << "stored sideways; the engine's default doesn't turn it";
-    EXPECT_NE(info.Out.find("\nFileType=3\n"), std::string::npos);
-    EXPECT_NE(info.Out.find("\nJPEG_ColorSpace=ioJPEG_YCbCr\n"), std::string::npos);
-    EXPECT_NE(info.Out.find("\nJPEG_Progressive=0\n"), std::string::npos);
-    EXPECT_NE(info.Out.find("\nEXIF_Orientation=6\n"), std::string::npos);
-    EXPECT_NE(info.Out.find("\nJPEG_WarningTot=0\n"), std::string::npos);
-
-    TRun grey = RunTool({"info", CorpusFile("jpeg-decoder/reftest/mozilla/jpg-gray.jpg")});
+    // Stored sideways; the engine's default doesn't turn it.
+    EXPECT_EQ(info.Out.substr(0, info.Out.find('\n')), "600 450 ie24RGB");
+    for (const char* line : {"FileType=3", "JPEG_ColorSpace=ioJPEG_YCbCr", "JPEG_Progressive=0",
+                             "EXIF_Orientation=6", "JPEG_WarningTot=0"})
+        EXPECT_NE(info.Out.find(std::string("\n") + line + "\n"), std::string::npos) << line;
+    TRun grey = Tool("info " + CorpusFile("jpeg-decoder/reftest/mozilla/jpg-gray.jpg"));
     EXPECT_NE(grey.Out.find("\nJPEG_ColorSpace=ioJPEG_GRAYLEV\n"), std::string::npos);
 
     // A GIF: a format without a reader yet.
-    TRun failed = RunTool({"info", CorpusFile("sdl_image/palette.gif")});
+    TRun failed = Tool("info " + CorpusFile("sdl_image/palette.gif"));
     EXPECT_EQ(failed.Status, 1);
     EXPECT_NE(failed.Err.find("cannot load"), std::string::npos);
-    TRun gone = RunTool({"info", "/no/such/file.jpg"});
-    EXPECT_EQ(gone.Status, 1);
-    EXPECT_FALSE(gone.Err.empty());
+    EXPECT_EQ(Tool("info /no/such/file.jpg").Status, 1);
 }
 
-TEST(ImageTool, ResampleWritesPNM) {
+TEST(ImageTool, ResampleWritesPnmOrForAPngNameAPngWithAlpha) {
+    PW_REQUIRE_CORPUS();
     TTempDir dir;
     TIEBitmap bitmap;
     FillRGB(bitmap, 40, 20, TRGB{10, 20, 30});
@@ -116,9 +132,9 @@ TEST(ImageTool, ResampleWritesPNM) {
     const std::vector<uint8_t> jpeg = EncodeJpeg(bitmap, params);
     std::ofstream(dir / "in.jpg", std::ios::binary)
         .write(reinterpret_cast<const char*>(jpeg.data()), long(jpeg.size()));
+    const std::string in = dir / "in.jpg ";
 
-    TRun run = RunTool({"resample", dir / "in.jpg", dir / "out.ppm", "--width", "20", "--height", "-1",
-                        "--filter", "Lanczos3"});
+    TRun run = Tool("resample " + in + dir / "out.ppm --width 20 --height -1 --filter Lanczos3");
     ASSERT_EQ(run.Status, 0) << run.Err;
     const std::string ppm = ReadAll(dir / "out.ppm");
     ASSERT_EQ(ppm.substr(0, 13), "P6\n20 10\n255\n");
@@ -127,27 +143,34 @@ TEST(ImageTool, ResampleWritesPNM) {
     EXPECT_NEAR(uint8_t(ppm[13]), 30, 2);
     EXPECT_NEAR(uint8_t(ppm[14]), 20, 2);
     EXPECT_NEAR(uint8_t(ppm[15]), 10, 2);
-
-    EXPECT_EQ(RunTool({"resample", dir / "in.jpg", dir / "m.ppm", "--width", "10", "--height", "10",
-                       "--filter", "bilinear", "--maintain"})
-                  .Status,
-              0);
+    EXPECT_EQ(
+        Tool("resample " + in + dir / "m.ppm --width 10 --height 10 --filter bilinear --maintain").Status, 0);
     EXPECT_EQ(ReadAll(dir / "m.ppm").substr(0, 11), "P6\n10 5\n255");
 
-    // Status 2 for a missing height or an unknown filter, 1 for a source that can't be read.
-    const std::pair<std::string, int> failures[] = {
-        {"in.jpg x.ppm --width 10 --filter bilinear", 2},
-        {"in.jpg x.ppm --width 10 --height 5 --filter nosuch", 2},
-        {"missing.jpg x.ppm --width 10 --height 5 --filter bilinear", 1},
-    };
-    for (const auto& [line, status] : failures) {
-        std::vector<std::string> arguments = {"resample"};
-        std::istringstream words(line);
-        for (std::string word; words >> word;)
-            arguments.push_back(arguments.size() < 3 ? dir / word : word);
-        EXPECT_EQ(RunTool(arguments).Status, status) << line;
+    // The first row of basn6a08 has alpha 0, 8, 16, ...: the top left stays transparent.
+    const std::string png = CorpusFile("pngsuite/basn6a08.png") + " ";
+    for (const char* name : {"half.png", "HALF.PNG"}) {
+        ASSERT_EQ(Tool("resample " + png + dir / name + " --width 16 --height 16 --filter none").Status, 0);
+        TImagerIO io(&bitmap, false);
+        ASSERT_TRUE(io.LoadFromFileAuto(dir / name));
+        EXPECT_EQ(io.Params().FileType, 8);
+        EXPECT_EQ(std::make_pair(bitmap.Width(), bitmap.Height()), std::make_pair(16, 16));
+        ASSERT_TRUE(bitmap.HasAlphaChannel());
+        EXPECT_EQ(bitmap.GetAlpha(0, 0), 0);
     }
-    EXPECT_EQ(RunTool({"frobnicate"}).Status, 2);
+    ASSERT_EQ(Tool("resample " + png + dir / "half.pnm --width 16 --height 16 --filter none").Status, 0);
+    EXPECT_EQ(ReadAll(dir / "half.pnm").substr(0, 3), "P6\n");
+
+    // Status 2 for bad arguments, 1 for a file that can't be read or written.
+    const std::pair<std::string, int> failures[] = {
+        {in + "x.ppm --width 10 --filter bilinear", 2},
+        {in + "x.ppm --width 10 --height 5 --filter nosuch", 2},
+        {dir / "missing.jpg x.ppm --width 10 --height 5 --filter bilinear", 1},
+        {in + dir / "missing/out.png --width 8 --height 8 --filter none", 1},
+    };
+    for (const auto& [line, status] : failures)
+        EXPECT_EQ(Tool("resample " + line).Status, status) << line;
+    EXPECT_EQ(Tool("frobnicate").Status, 2);
 }
 
 TEST(ImageTool, ResampleKeepsThePictureWhenTheSizeCannotBeResolved) {
@@ -155,25 +178,54 @@ TEST(ImageTool, ResampleKeepsThePictureWhenTheSizeCannotBeResolved) {
     TIEBitmap bitmap;
     FillRGB(bitmap, 4, 2, TRGB{10, 20, 30});
     ASSERT_TRUE(WritePNM(bitmap, dir / "in.ppm"));
-    TImagerIO io(&bitmap, false);
-    io.SaveToFilePNG(dir / "in.png");
-    ASSERT_FALSE(io.Aborting());
-    TRun run = RunTool({"resample", dir / "in.png", dir / "out.ppm", "--width", "-1", "--height", "-1",
-                        "--filter", "lanczos3"});
+    TImagerIO(&bitmap, false).SaveToFilePNG(dir / "in.png");
+    TRun run = Tool("resample " + dir / "in.png " + dir / "out.ppm --width -1 --height -1 --filter lanczos3");
     EXPECT_EQ(run.Status, 1);
     EXPECT_EQ(run.Err, "pixelwright-cli: cannot resample to -1 x -1; the picture keeps its size 4 x 2\n");
     EXPECT_EQ(ReadAll(dir / "out.ppm"), ReadAll(dir / "in.ppm"));
 }
 
-TEST(ImageTool, TheProgramDispatchesImageCommands) {
-    PW_REQUIRE_CORPUS();
-    const std::string command =
-        std::string(PW_CLI_PATH) + " image detect '" + CorpusFile("libjpeg-turbo/testorig.jpg") + "' 2>&1";
-    FILE* pipe = popen(command.c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    char buffer[64] = {};
-    const size_t count = fread(buffer, 1, sizeof buffer - 1, pipe);
-    const int status = pclose(pipe);
-    EXPECT_EQ(std::string(buffer, count), "3\n");
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+TEST(ImageProcess, OperationsRunInTheOrderGiven) {
+    TTempDir dir;
+    const std::string in = SavePng(dir / "in.png", {Red, Blue}) + " ", out = dir / "out.pnm ";
+    SavePng(dir / "white.png", {White, White});
+    const std::pair<std::string, std::string> runs[] = {
+        // Grey is (21 r + 71 g + 8 b) / 100: red 53, blue 20.
+        {"--gray", "53 20"},
+        // Doubled by nearest copy first, then grey.
+        {"--resample 4 1 none --gray", "53 53 20 20"},
+        // The merge keeps the given share of the picture.
+        {"--merge " + dir / "white.png 100 --gray", "53 20"},
+        {"--merge " + dir / "white.png 0 --gray", "255 255"},
+    };
+    for (const auto& [operations, levels] : runs) {
+        ASSERT_EQ(Tool("process " + in + out + operations).Status, 0) << operations;
+        EXPECT_EQ(GreyRow(dir / "out.pnm"), levels) << operations;
+    }
+    // Means b 60, g 100, r 125 balanced to 125 each before the grey, as the batch's black and
+    // white: b 83 and 166, g 125, cut; (21 r + 71 g + 8 b) / 100 = 137 and 112.
+    SavePng(dir / "cast.png", {TRGB{40, 100, 200}, TRGB{80, 100, 50}});
+    ASSERT_EQ(Tool("process " + dir / "cast.png " + out + "--graybalance --gray").Status, 0);
+    EXPECT_EQ(GreyRow(dir / "out.pnm"), "137 112");
+    // Every other operation takes its values.
+    TRun all =
+        Tool("process " + in + out +
+             "--resample 6 -1 lanczos3 --autosharp 68 0.035 --blur 1.5 --enhance 0.33 70 --softshadow 3 3 3");
+    EXPECT_EQ(all.Status, 0) << all.Err;
+}
+
+TEST(ImageProcess, BadArgumentsAndRefusedValues) {
+    TTempDir dir;
+    const std::string in = SavePng(dir / "in.png", {Red, Blue}) + " ", out = dir / "o.pnm ";
+    // Parsed as a whole before anything is loaded or written.
+    for (const char* extra :
+         {"", "--sepia", "--blur", "--resample 4 1 sinc", "--autosharp 68 fast", "--gray --blur"})
+        EXPECT_EQ(Tool("process " + in + out + extra).Status, 2) << extra;
+    EXPECT_FALSE(std::filesystem::exists(dir / "o.pnm"));
+
+    TRun gamma = Tool("process " + in + out + "--enhance 0 70");
+    EXPECT_EQ(gamma.Status, 1);
+    EXPECT_NE(gamma.Err.find("Invalid Gamma value"), std::string::npos);
+    EXPECT_EQ(Tool("process " + dir / "missing.png " + out + "--gray").Status, 1);
+    EXPECT_EQ(Tool("process " + in + out + "--merge " + dir / "missing.png 50").Status, 1);
 }
