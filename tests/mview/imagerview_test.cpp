@@ -8,22 +8,23 @@
 
 namespace {
 
-void FillView(TImagerView& View, int32_t Width, int32_t Height, TRGB Colour) {
+// Fills the current layer's bitmap with one grey.
+void FillView(TImagerView& View, int32_t Width, int32_t Height, uint8_t Grey) {
     TIEBitmap& bitmap = View.IEBitmap();
     bitmap.Allocate(Width, Height, ie24RGB);
     for (int32_t y = 0; y < Height; ++y)
         for (int32_t x = 0; x < Width; ++x)
-            bitmap.SetPixels_ie24RGB(x, y, Colour);
-}
-
-TRGB Grey(uint8_t v) {
-    return TRGB{v, v, v};
+            bitmap.SetPixels_ie24RGB(x, y, TRGB{Grey, Grey, Grey});
 }
 
 std::string Pixel(TIEBitmap& Bitmap, int32_t x, int32_t y) {
     const TRGB c = Bitmap.GetPixels_ie24RGB(x, y);
     return std::to_string(c.r) + "," + std::to_string(c.g) + "," + std::to_string(c.b) + "/" +
            std::to_string(Bitmap.GetAlpha(x, y));
+}
+
+std::string Position(TImagerView& View, int32_t Layer) {
+    return std::to_string(View.GetLayer(Layer).PosX()) + "," + std::to_string(View.GetLayer(Layer).PosY());
 }
 
 template <typename F> std::string ErrorOf(F Call) {
@@ -35,13 +36,6 @@ template <typename F> std::string ErrorOf(F Call) {
     return "no exception";
 }
 
-// A view with a drawing area, for the cascade of new layers.
-class TSizedView : public TImagerView {
-  public:
-    int32_t ClientWidth() const override { return 400; }
-    int32_t ClientHeight() const override { return 300; }
-};
-
 } // namespace
 
 // Composing a merge by transparency and position is pinned by the worker's watermark tests.
@@ -49,24 +43,20 @@ TEST(ImagerViewLayers, LayersAddCopiesTheSizeFillsWithTheBackgroundAndBecomesCur
     TImagerView view;
     EXPECT_EQ(std::make_pair(view.LayersCount(), view.LayersCurrent()), std::make_pair(1, 0));
     EXPECT_EQ(ErrorOf([&] { view.GetLayer(1); }), "List index out of bounds (1)");
-    FillView(view, 5, 4, Grey(9));
+    FillView(view, 5, 4, 9);
     view.IEBitmap().AlphaChannel()->SetFull(false);
     view.SetBackground(0x030201);
     TIEBitmap* background = &view.IEBitmap();
 
     EXPECT_EQ(view.LayersAdd(ielkImage, -1, -1, 0, 0), 1);
-    EXPECT_EQ(view.LayersCount(), 2);
-    EXPECT_EQ(view.LayersCurrent(), 1);
+    EXPECT_EQ(std::make_pair(view.LayersCount(), view.LayersCurrent()), std::make_pair(2, 1));
     TIEBitmap& added = view.IEBitmap();
     EXPECT_NE(&added, background);
-    EXPECT_EQ(added.Width(), 5);
-    EXPECT_EQ(added.Height(), 4);
+    EXPECT_EQ(std::make_pair(added.Width(), added.Height()), std::make_pair(5, 4));
     EXPECT_FALSE(added.HasAlphaChannel());
-    EXPECT_TRUE(added.GetPixels_ie24RGB(4, 3).r == 1 && added.GetPixels_ie24RGB(4, 3).b == 3);
+    EXPECT_EQ(Pixel(added, 4, 3), "1,2,3/255");
     // An off-screen holder has no area to cascade in: the layer stays at 0, 0.
-    EXPECT_EQ(view.GetLayer(1).PosX(), 0);
-    EXPECT_EQ(view.GetLayer(1).PosY(), 0);
-    // The background layer is untouched.
+    EXPECT_EQ(Position(view, 1), "0,0");
     EXPECT_EQ(background->GetPixels_ie24RGB(0, 0).g, 9);
 
     // Proc follows the current layer.
@@ -77,84 +67,82 @@ TEST(ImagerViewLayers, LayersAddCopiesTheSizeFillsWithTheBackgroundAndBecomesCur
     // A size of its own, and a position as given.
     EXPECT_EQ(view.LayersAdd(ielkImage, 7, -3, 2, 3), 2);
     EXPECT_EQ(view.IEBitmap().Width(), 2);
-    EXPECT_EQ(view.GetLayer(2).PosX(), 7);
-    EXPECT_EQ(view.GetLayer(2).PosY(), -3);
+    EXPECT_EQ(Position(view, 2), "7,-3");
 
     EXPECT_EQ(ErrorOf([&] { view.LayersAdd(ielkText, 0, 0, 1, 1); }),
               "Layer insertion error - Invalid Type: 4");
-    EXPECT_EQ(view.LayersCount(), 3);
+    EXPECT_EQ(ErrorOf([&] { view.LayersMerge(1, 1, true); }), "Cannot merge layer #1 with itself");
+    TIEBitmap destination;
+    EXPECT_EQ(ErrorOf([&] { view.LayersMergeTo(0, 0, destination); }), "Cannot merge layer #0 with itself");
+    EXPECT_TRUE(destination.IsEmpty());
+    EXPECT_EQ(std::make_pair(view.LayersCount(), view.LayersCurrent()), std::make_pair(3, 2));
 }
 
 TEST(ImagerViewLayers, NewLayersCascadeInAViewWithAnArea) {
+    class TSizedView : public TImagerView {
+      public:
+        int32_t ClientWidth() const override { return 400; }
+        int32_t ClientHeight() const override { return 300; }
+    };
     // Layers of 100 x 50 in an area of 400 x 300 step by 40 until the next one would
     // end within 50 pixels of the bottom (240 + 50 + 50 > 300), then start again at 40.
     TSizedView view;
-    FillView(view, 100, 50, Grey(0));
-    std::vector<int32_t> positions;
-    for (int i = 0; i < 6; ++i) {
-        const int32_t index = view.LayersAdd(ielkImage, -1, -1, 0, 0);
-        EXPECT_EQ(view.GetLayer(index).PosX(), view.GetLayer(index).PosY());
-        positions.push_back(view.GetLayer(index).PosX());
-    }
-    EXPECT_EQ(positions, (std::vector<int32_t>{40, 80, 120, 160, 200, 40}));
+    FillView(view, 100, 50, 0);
+    std::string positions;
+    for (int i = 0; i < 6; ++i)
+        positions += Position(view, view.LayersAdd(ielkImage, -1, -1, 0, 0)) + " ";
+    EXPECT_EQ(positions, "40,40 80,80 120,120 160,160 200,200 40,40 ");
 
-    // A layer too large for the area stays at 0, 0.
+    // -1 on either side cascades; a layer too large for the area stays at 0, 0.
     TSizedView small;
-    FillView(small, 320, 50, Grey(0));
-    EXPECT_EQ(small.GetLayer(small.LayersAdd(ielkImage, -1, 5, 0, 0)).PosX(), 0);
+    FillView(small, 320, 50, 0);
+    EXPECT_EQ(Position(small, small.LayersAdd(ielkImage, -1, 5, 0, 0)), "0,0");
 }
 
 TEST(ImagerViewLayers, LayersAddExAdoptsOrCopiesASourceBitmap) {
     TImagerView view;
-    FillView(view, 2, 2, Grey(0));
+    FillView(view, 2, 2, 0);
     auto* adopted = new TIEBitmap(3, 1, ie24RGB);
-    adopted->SetPixels_ie24RGB(2, 0, Grey(77));
     EXPECT_EQ(view.LayersAddEx(ielkImage, 0, 0, 0, 0, adopted, false, false, true, false), 1);
     // Not selected: the background stays current.
     EXPECT_EQ(view.LayersCurrent(), 0);
     EXPECT_EQ(view.GetLayer(1).GetBitmap(), adopted);
 
     TIEBitmap source(1, 1, ie24RGB);
-    source.SetPixels_ie24RGB(0, 0, Grey(5));
+    source.SetPixels_ie24RGB(0, 0, TRGB{5, 5, 5});
     view.LayersAddEx(ielkImage, 0, 0, 0, 0, &source, true, false, true, true);
     EXPECT_NE(view.GetLayer(2).GetBitmap(), &source);
     EXPECT_EQ(view.IEBitmap().GetPixels_ie24RGB(0, 0).g, 5);
 }
 
-TEST(ImagerViewLayers, MergingALayerWithItselfIsRefused) {
-    TImagerView view;
-    FillView(view, 2, 2, Grey(10));
-    view.LayersAdd(ielkImage, 0, 0, 1, 1);
-    EXPECT_EQ(ErrorOf([&] { view.LayersMerge(1, 1, true); }), "Cannot merge layer #1 with itself");
-    TIEBitmap destination;
-    EXPECT_EQ(ErrorOf([&] { view.LayersMergeTo(0, 0, destination); }), "Cannot merge layer #0 with itself");
-    EXPECT_EQ(view.LayersCount(), 2);
-    EXPECT_EQ(view.LayersCurrent(), 1);
-    EXPECT_TRUE(destination.IsEmpty());
-}
-
 TEST(ImagerViewLayers, MergedLayerTakesItsPlaceByTheRules) {
     // Over the background an uncut upper layer further left gives its position.
     TImagerView view;
-    FillView(view, 2, 2, Grey(0));
+    FillView(view, 2, 2, 0);
     view.LayersAdd(ielkImage, -3, 1, 1, 1);
     view.LayersMerge(1, 0, true);
-    EXPECT_EQ(view.GetLayer(0).PosX(), -3);
-    EXPECT_EQ(view.GetLayer(0).PosY(), 0);
+    EXPECT_EQ(Position(view, 0), "-3,0");
     EXPECT_EQ(view.IEBitmap().Width(), 5);
+
+    // Cropped, the background keeps its size and place.
+    TImagerView cropped;
+    FillView(cropped, 2, 2, 0);
+    cropped.SetLayersCropped(true);
+    cropped.LayersAdd(ielkImage, -2, 0, 4, 1);
+    cropped.LayersMerge(0, 1, true);
+    EXPECT_EQ(cropped.IEBitmap().Width(), 2);
+    EXPECT_EQ(Position(cropped, 0), "0,0");
 
     // Above the background: the smaller of both positions on each axis; the upper layer
     // stays when it isn't removed, and a mask above it goes with it otherwise.
     TImagerView layered;
-    FillView(layered, 4, 4, Grey(0));
+    FillView(layered, 4, 4, 0);
     layered.LayersAdd(ielkImage, 5, 1, 2, 2);
     layered.GetLayer(1).SetLocked(true);
     layered.LayersAdd(ielkImage, 2, 6, 2, 2);
     layered.LayersMerge(1, 2, false);
-    EXPECT_EQ(layered.LayersCount(), 3);
-    EXPECT_EQ(layered.LayersCurrent(), 1);
-    EXPECT_EQ(layered.GetLayer(1).PosX(), 2);
-    EXPECT_EQ(layered.GetLayer(1).PosY(), 1);
+    EXPECT_EQ(std::make_pair(layered.LayersCount(), layered.LayersCurrent()), std::make_pair(3, 1));
+    EXPECT_EQ(Position(layered, 1), "2,1");
     EXPECT_TRUE(layered.GetLayer(1).Locked());
     layered.LayersAdd(ielkImage, 0, 0, 1, 1);
     layered.GetLayer(3).SetIsMask(true);
@@ -162,35 +150,22 @@ TEST(ImagerViewLayers, MergedLayerTakesItsPlaceByTheRules) {
     EXPECT_EQ(layered.LayersCount(), 2);
 }
 
-TEST(ImagerViewLayers, CroppedLayersKeepTheBackgroundSize) {
-    TImagerView view;
-    FillView(view, 2, 2, Grey(0));
-    view.SetLayersCropped(true);
-    view.LayersAdd(ielkImage, -1, 0, 4, 1);
-    view.GetLayer(1).SetPosX(-2);
-    view.LayersMerge(0, 1, true);
-    EXPECT_EQ(view.IEBitmap().Width(), 2);
-    EXPECT_EQ(view.GetLayer(0).PosX(), 0);
-}
-
 TEST(ImagerViewLayers, MergeToAndMergeAll) {
     TImagerView view;
-    FillView(view, 2, 1, Grey(100));
+    FillView(view, 2, 1, 100);
     view.LayersAdd(ielkImage, 1, 0, 1, 1);
-    FillView(view, 1, 1, Grey(200));
+    FillView(view, 1, 1, 200);
     view.CurrentLayer().SetOpacity(0.5);
     TIEBitmap destination;
     view.LayersMergeTo(0, 1, destination);
     EXPECT_EQ(view.LayersCount(), 2);
-    EXPECT_EQ(Pixel(destination, 1, 0), "150,150,150/255");
-    EXPECT_EQ(Pixel(destination, 0, 0), "100,100,100/255");
+    // 100 + (200 - 100) * 0.5 under the layer, the background beside it.
+    EXPECT_EQ(Pixel(destination, 0, 0) + " " + Pixel(destination, 1, 0), "100,100,100/255 150,150,150/255");
 
     view.LayersAdd(ielkImage, 0, 0, 1, 1);
-    FillView(view, 1, 1, Grey(0));
+    FillView(view, 1, 1, 0);
     view.LayersMergeAll(false);
-    EXPECT_EQ(view.LayersCount(), 1);
-    EXPECT_EQ(view.LayersCurrent(), 0);
+    EXPECT_EQ(std::make_pair(view.LayersCount(), view.LayersCurrent()), std::make_pair(1, 0));
     EXPECT_FALSE(view.IEBitmap().HasAlphaChannel());
-    EXPECT_EQ(view.IEBitmap().GetPixels_ie24RGB(0, 0).g, 0);
-    EXPECT_EQ(view.IEBitmap().GetPixels_ie24RGB(1, 0).g, 150);
+    EXPECT_EQ(Pixel(view.IEBitmap(), 0, 0) + " " + Pixel(view.IEBitmap(), 1, 0), "0,0,0/255 150,150,150/255");
 }
