@@ -6,22 +6,31 @@
 #include <gtest/gtest.h>
 
 #include "io/fileerror.h"
+#include "tests/corpus.h"
+#include "tests/image/bitmaptestutil.h"
 #include "tests/io/jpegtestutil.h"
 #include "tests/testutil.h"
 
 namespace {
 
-void WriteBytes(const std::string& Path, const std::vector<uint8_t>& Data) {
-    std::ofstream(Path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(Data.data()), std::streamsize(Data.size()));
-}
-
-std::vector<uint8_t> SmallJpeg(const std::vector<uint8_t>& Exif = {}) {
+void WriteJpeg(const std::string& Path, const std::vector<uint8_t>& Exif = {}) {
     TIEBitmap bitmap;
     FillRGB(bitmap, 20, 10, TRGB{10, 20, 30});
     TIOParams params;
     if (!Exif.empty()) params.JPEG_MarkerList.AddMarker(0xE1, Exif.data(), uint16_t(Exif.size()));
-    return EncodeJpeg(bitmap, params);
+    const std::vector<uint8_t> data = EncodeJpeg(bitmap, params);
+    std::ofstream(Path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(data.data()), std::streamsize(data.size()));
+}
+
+// The text of the EIEException that Action raises.
+std::string Raised(const std::function<void()>& Action) {
+    try {
+        Action();
+    } catch (const EIEException& error) {
+        return error.what();
+    }
+    return "nothing raised";
 }
 
 // A front end over its own bitmap that records what it tells its owner.
@@ -40,20 +49,10 @@ struct THolder {
 
 TEST(ImagerIO, ValidityCheckTexts) {
     TIEMemoryStream stream;
-    TImagerIO noBitmap(nullptr, false);
-    try {
-        noBitmap.SaveToStreamJpeg(stream);
-        FAIL();
-    } catch (const EIEException& error) {
-        EXPECT_STREQ(error.what(), "Bitmap is not valid");
-    }
-    TImagerIO noLayer(nullptr, true);
-    try {
-        noLayer.SaveToStreamJpeg(stream);
-        FAIL();
-    } catch (const EIEException& error) {
-        EXPECT_STREQ(error.what(), "Active layer does not contain a bitmap");
-    }
+    TImagerIO noBitmap(nullptr, false), noLayer(nullptr, true);
+    EXPECT_EQ(Raised([&] { noBitmap.SaveToStreamJpeg(stream); }), "Bitmap is not valid");
+    EXPECT_EQ(Raised([&] { noLayer.SaveToStreamJpeg(stream); }), "Active layer does not contain a bitmap");
+    EXPECT_FALSE(noBitmap.LoadFromFile("x.jpg", TIOFileType(3)));
     THolder alone(false);
     EXPECT_THROW(alone.IO.SaveToStreamJpeg(stream), EIEException) << "empty and not in a view";
     // In a view an empty bitmap passes; the codec writes nothing and fails.
@@ -61,12 +60,17 @@ TEST(ImagerIO, ValidityCheckTexts) {
     inView.IO.SaveToStreamJpeg(stream);
     EXPECT_TRUE(inView.IO.Aborting());
     EXPECT_EQ(stream.Size(), 0);
-    EXPECT_FALSE(noBitmap.LoadFromFile("x.jpg", TIOFileType(3)));
 }
 
-TEST(ImagerIO, ContentDecidesAndTheOwnerIsTold) {
+TEST(ImagerIO, ContentDecidesTheOwnerIsToldAndAFileThatIsGoneRaises) {
     TTempDir dir;
-    WriteBytes(dir / "photo.png", SmallJpeg());
+    WriteJpeg(dir / "photo.png");
+    WriteJpeg(dir / "b.dat");
+    WriteTextFile(dir / "notes.txt", "not a picture");
+    // The extension names JPEG, so the JPEG reader tries and finds no SOI.
+    WriteTextFile(dir / "fake.jpg", "not a picture either, but named so");
+    // A format whose reader isn't built fails like an unknown one.
+    WriteTextFile(dir / "still.gif", "GIF89a" + std::string(20, '\0'));
     THolder holder;
     holder.IO.Params().JPEG_Quality = 30;
     ASSERT_TRUE(holder.IO.LoadFromFileAuto(dir / "photo.png"));
@@ -75,52 +79,26 @@ TEST(ImagerIO, ContentDecidesAndTheOwnerIsTold) {
     EXPECT_EQ(holder.IO.Params().FileType, 3);
     EXPECT_EQ(holder.IO.Params().FileName, dir / "photo.png");
     EXPECT_EQ(holder.IO.Params().JPEG_Quality, 30) << "a load leaves the quality alone";
-    EXPECT_EQ(holder.Codes, std::vector<int32_t>{TImagerIO::NotifySuccess});
     EXPECT_EQ(holder.Updates, 1);
-}
+    // The overload that asks for the extension first, then the content.
+    EXPECT_FALSE(holder.IO.LoadFromFile(dir / "b.dat", false));
+    EXPECT_TRUE(holder.IO.LoadFromFile(dir / "b.dat", true));
+    for (const char* name : {"notes.txt", "fake.jpg", "", "still.gif"}) {
+        EXPECT_FALSE(holder.IO.LoadFromFileAuto(*name ? dir / name : ""));
+        EXPECT_TRUE(holder.IO.Aborting()) << name;
+    }
+    EXPECT_EQ(holder.Codes, (std::vector<int32_t>{1, 8, 1, 8, 8, 8, 8}));
 
-TEST(ImagerIO, FilesThatAreNoPictureFailQuietly) {
-    TTempDir dir;
-    WriteTextFile(dir / "notes.txt", "not a picture");
-    WriteTextFile(dir / "fake.jpg", "not a picture either, but named so");
-    THolder holder;
-    EXPECT_FALSE(holder.IO.LoadFromFileAuto(dir / "notes.txt"));
-    EXPECT_TRUE(holder.IO.Aborting());
-    // The extension names JPEG, so the JPEG reader tries and finds no SOI.
-    EXPECT_FALSE(holder.IO.LoadFromFileAuto(dir / "fake.jpg"));
-    EXPECT_FALSE(holder.IO.LoadFromFileAuto(""));
-    EXPECT_EQ(holder.Codes, (std::vector<int32_t>{8, 8, 8}));
-    EXPECT_TRUE(holder.Bitmap.IsEmpty());
-    // A format whose reader isn't built fails like an unknown one.
-    WriteTextFile(dir / "still.gif", "GIF89a" + std::string(20, '\0'));
-    EXPECT_FALSE(holder.IO.LoadFromFileAuto(dir / "still.gif"));
-    EXPECT_TRUE(holder.IO.Aborting());
-}
-
-TEST(ImagerIO, AFileThatIsGoneRaises) {
-    TTempDir dir;
-    THolder holder;
     EXPECT_THROW(holder.IO.LoadFromFileAuto(dir / "gone.jpg"), EIEFileError);
     EXPECT_THROW(holder.IO.LoadFromFileJpeg(dir / "gone.jpg"), EIEFileError);
     EXPECT_TRUE(holder.IO.Aborting());
     EXPECT_THROW(holder.IO.SaveToFileJpeg(dir / "no/such/folder.jpg"), EIEFileError);
 }
 
-TEST(ImagerIO, TheExtensionFirstOverload) {
-    TTempDir dir;
-    WriteBytes(dir / "a.jpg", SmallJpeg());
-    WriteBytes(dir / "b.dat", SmallJpeg());
-    THolder holder;
-    EXPECT_TRUE(holder.IO.LoadFromFile(dir / "a.jpg", false));
-    EXPECT_FALSE(holder.IO.LoadFromFile(dir / "b.dat", false));
-    EXPECT_TRUE(holder.IO.LoadFromFile(dir / "b.dat", true));
-    EXPECT_EQ(holder.Codes, (std::vector<int32_t>{1, 8, 1}));
-}
-
 TEST(ImagerIO, ALoadStartsFromEmptyMetadataAndDropsAlpha) {
     TTempDir dir;
-    WriteBytes(dir / "exif.jpg", SmallJpeg(ExifBlock(1)));
-    WriteBytes(dir / "plain.jpg", SmallJpeg());
+    WriteJpeg(dir / "exif.jpg", ExifBlock(1));
+    WriteJpeg(dir / "plain.jpg");
     THolder holder;
     ASSERT_TRUE(holder.IO.LoadFromFileAuto(dir / "exif.jpg"));
     EXPECT_TRUE(holder.IO.Params().EXIF_HasEXIFData);
@@ -142,37 +120,71 @@ TEST(ImagerIO, SavingToAFileAndToAStreamWithTheEngineHeader) {
     EXPECT_FALSE(holder.IO.Aborting());
     EXPECT_EQ(holder.IO.Params().FileName, dir / "out.jpg");
     EXPECT_EQ(holder.IO.Params().FileType, 3);
-    const uintmax_t fileSize = std::filesystem::file_size(dir / "out.jpg");
-    EXPECT_GT(fileSize, 100u);
 
     TIEMemoryStream stream;
     holder.IO.SetStreamHeaders(true);
     holder.IO.SaveToStreamJpeg(stream);
     EXPECT_EQ(finished, 2);
     const std::vector<uint8_t>& data = stream.Data();
-    ASSERT_GT(data.size(), 12u);
+    ASSERT_GT(data.size(), 14u);
     EXPECT_EQ(std::memcmp(data.data(), "JFIF\0\0\0\0", 8), 0);
     const uint32_t length = data[8] | data[9] << 8 | data[10] << 16 | uint32_t(data[11]) << 24;
     EXPECT_EQ(length, data.size() - 12);
-    EXPECT_EQ(data[12], 0xFF);
-    EXPECT_EQ(data[13], 0xD8);
+    EXPECT_EQ(data[12] << 8 | data[13], 0xFFD8);
     // A file saved with headers off has none.
-    EXPECT_EQ(length, fileSize);
-
+    EXPECT_EQ(length, std::filesystem::file_size(dir / "out.jpg"));
     // Content detection knows the header; loading skips it.
     THolder reader;
     reader.IO.SetStreamHeaders(true);
     stream.SetPosition(0);
     ASSERT_TRUE(reader.IO.LoadFromStream(stream));
     EXPECT_EQ(reader.Bitmap.Width(), 20);
+
+    // An empty view saved over a file leaves it empty.
+    THolder empty;
+    empty.IO.SaveToFileJpeg(dir / "out.jpg");
+    EXPECT_TRUE(empty.IO.Aborting());
+    EXPECT_EQ(std::filesystem::file_size(dir / "out.jpg"), 0u);
 }
 
-TEST(ImagerIO, SavingAnEmptyViewLeavesAnEmptyFile) {
+TEST(ImagerIO, PngEntriesSaveAndLoadAndFailuresSetAborting) {
     TTempDir dir;
-    THolder holder;
-    WriteTextFile(dir / "old.jpg", "previous content");
-    holder.IO.SaveToFileJpeg(dir / "old.jpg");
+    TIEBitmap bitmap(3, 2, ie24RGB);
+    bitmap.Fill(0x102030);
+    bitmap.SetAlpha(2, 1, 99);
+    TImagerIO io(&bitmap, false);
+    io.SaveToFilePNG(dir / "out.png");
+    EXPECT_FALSE(io.Aborting());
+    EXPECT_EQ(io.Params().FileType, 8);
+    TIEMemoryStream stream;
+    io.SaveToStreamPNG(stream);
+
+    TIEBitmap loaded;
+    TImagerIO reader(&loaded, false);
+    for (const std::function<bool()>& load :
+         std::vector<std::function<bool()>>{[&] { return reader.LoadFromFileAuto(dir / "out.png"); },
+                                            [&] { return reader.LoadFromFilePNG(dir / "out.png"); },
+                                            [&] {
+                                                stream.SetPosition(0);
+                                                return reader.LoadFromStreamPNG(stream);
+                                            }}) {
+        loaded.Allocate(1, 1, ie8g);
+        ASSERT_TRUE(load());
+        EXPECT_EQ(reader.Params().FileType, 8);
+        EXPECT_EQ(FirstDifference(bitmap, loaded), "");
+        EXPECT_EQ(loaded.GetAlpha(2, 1), 99);
+    }
+    // A JPEG handed to the PNG loader is refused, not misread.
+    TIEMemoryStream notPng(std::vector<uint8_t>{0xFF, 0xD8, 0xFF, 0xE0, 0, 0, 0, 0, 0, 0, 0, 0});
+    EXPECT_FALSE(reader.LoadFromStreamPNG(notPng));
+    EXPECT_TRUE(reader.Aborting());
+    EXPECT_THROW(reader.LoadFromFilePNG(dir / "no-such-file.png"), std::exception);
+}
+
+TEST(ImagerIO, CorruptPngSuiteFileFails) {
+    PW_REQUIRE_CORPUS();
+    THolder holder(false);
+    EXPECT_FALSE(holder.IO.LoadFromFilePNG(CorpusFile("pngsuite/x-corrupt/xcrn0g04.png")));
     EXPECT_TRUE(holder.IO.Aborting());
-    ASSERT_TRUE(std::filesystem::exists(dir / "old.jpg"));
-    EXPECT_EQ(std::filesystem::file_size(dir / "old.jpg"), 0u);
+    EXPECT_EQ(holder.Codes, std::vector<int32_t>{TImagerIO::NotifyFailure});
 }

@@ -7,43 +7,33 @@
 #include "tests/io/jpegtestutil.h"
 #include "tests/io/pngtestutil.h"
 
-namespace {
-
-std::vector<uint8_t> JpegFile(const std::vector<uint8_t>& Exif) {
-    TIEBitmap bitmap;
-    FillRGB(bitmap, 8, 4, TRGB{1, 2, 3});
-    TIOParams params;
-    if (!Exif.empty()) params.JPEG_MarkerList.AddMarker(0xE1, Exif.data(), uint16_t(Exif.size()));
-    return EncodeJpeg(bitmap, params);
-}
-
-std::vector<uint8_t> PngFile(int ColorType, int Channels, const std::vector<uint8_t>& Palette = {}) {
-    TPngBuilder png(4, 4, 8, ColorType);
-    if (!Palette.empty()) png.Chunk("PLTE", Palette).Chunk("tRNS", {0});
-    const std::vector<uint8_t> row(size_t(4 * Channels), 1);
-    return png.Rows({row, row, row, row}).End();
-}
-
-} // namespace
-
-TEST(LostRows, ReadersStopAtTheFirstRowThatCannotBeHad) {
+TEST(LostRows, ReadersAndWritersStopAtTheFirstRowThatCannotBeHad) {
     TScopedGlobal<int64_t> fileBacked(DefMinFileSize, 0);
-    // The store goes once progress reaches LostAt per cent: after the first of four
-    // rows, or after the last, before the JPEG reader turns the picture or the PNG
-    // reader puts the tRNS alpha to the indexes.
-    struct TCase {
+    TIEBitmap source;
+    FillRGB(source, 8, 4, TRGB{1, 2, 3});
+    TIOParams plain, turned;
+    const std::vector<uint8_t> exif = ExifBlock(6);
+    const auto rows = [](size_t Bytes) {
+        return std::vector<std::vector<uint8_t>>(4, std::vector<uint8_t>(Bytes, 1));
+    };
+    turned.JPEG_MarkerList.AddMarker(0xE1, exif.data(), uint16_t(exif.size()));
+    // The store goes once progress reaches LostAt per cent: after the first of four rows,
+    // or after the last, before the JPEG reader turns the picture or the PNG reader puts
+    // the tRNS alpha to the indexes.
+    const struct {
         const char* Name;
         std::vector<uint8_t> File;
         int LostAt;
+    } reads[] = {
+        {"jpeg", EncodeJpeg(source, plain), 25},
+        {"jpeg turned", EncodeJpeg(source, turned), 100},
+        {"png rgb", TPngBuilder(4, 4, 8, 2).Rows(rows(12)).End(), 25},
+        {"png rgba", TPngBuilder(4, 4, 8, 6).Rows(rows(16)).End(), 25},
+        {"png palette with tRNS",
+         TPngBuilder(4, 4, 8, 3).Chunk("PLTE", {9, 9, 9, 8, 8, 8}).Chunk("tRNS", {0}).Rows(rows(4)).End(),
+         100},
     };
-    const TCase cases[] = {
-        {"jpeg", JpegFile({}), 25},
-        {"jpeg turned", JpegFile(ExifBlock(6)), 100},
-        {"png rgb", PngFile(2, 3), 25},
-        {"png rgba", PngFile(6, 4), 25},
-        {"png palette with tRNS", PngFile(3, 1, {9, 9, 9, 8, 8, 8}), 100},
-    };
-    for (const TCase& test : cases) {
+    for (const auto& test : reads) {
         TIEBitmap bitmap;
         TIOParams params;
         params.JPEG_EnableAdjustOrientation = true;
@@ -62,23 +52,19 @@ TEST(LostRows, ReadersStopAtTheFirstRowThatCannotBeHad) {
         EXPECT_TRUE(aborting) << test.Name;
         EXPECT_EQ(progress.val, test.LostAt / 25) << test.Name;
     }
-}
 
-TEST(LostRows, WritersStopAtTheFirstRowThatCannotBeHad) {
-    TScopedGlobal<int64_t> fileBacked(DefMinFileSize, 0);
-    struct TCase {
+    const struct {
         const char* Name;
         bool Png;
         int32_t Samples;
         bool Alpha;
-    };
-    const TCase cases[] = {
+    } writes[] = {
         {"jpeg", false, 3, false},
         {"png rgb", true, 3, false},
         {"png rgba", true, 3, true},
         {"png grey", true, 1, false},
     };
-    for (const TCase& test : cases) {
+    for (const auto& test : writes) {
         TIEBitmap bitmap;
         FillRGB(bitmap, 4, 4, TRGB{7, 7, 7});
         if (test.Alpha) bitmap.AlphaChannel()->SetFull(false);
