@@ -23,7 +23,7 @@ TEST(ExifBlock, RecognisingReadingAndTheDefaultsOfAnEmptyBlock) {
     EXPECT_EQ(std::pair(params.EXIF_Orientation, params.TIFF_Orientation), std::pair(8, 8));
     EXPECT_EQ(params.EXIF_XResolution, 72);
     EXPECT_EQ(params.EXIF_YResolution, 72);
-    // Per centimetre: kept as stored, with its unit.
+    // Per centimetre: turned into per inch, the unit kept.
     ASSERT_TRUE(IEReadEXIFBlock(ExifBlock(3, 100, 3), params));
     EXPECT_NEAR(params.EXIF_XResolution, 254, 1e-9);
     EXPECT_EQ(params.EXIF_ResolutionUnit, 3);

@@ -140,6 +140,18 @@ TEST(ImagerIO, SavingToAFileAndToAStreamWithTheEngineHeader) {
     ASSERT_TRUE(reader.IO.LoadFromStream(stream));
     EXPECT_EQ(reader.Bitmap.Width(), 20);
 
+    // Asked to, the parameters follow the picture: a 1-bit one is saved as grey.
+    TImagerIO bilevel(&reader.Bitmap, false);
+    reader.Bitmap.Allocate(8, 8, ie1g);
+    const bool saved = IEGlobalSettings().AutoSetBitDepth();
+    IEGlobalSettings().SetAutoSetBitDepth(true);
+    stream.Clear();
+    bilevel.SaveToStreamJpeg(stream);
+    IEGlobalSettings().SetAutoSetBitDepth(saved);
+    TIOParams read;
+    ASSERT_TRUE(DecodeJpeg(stream.Data(), reader.Bitmap, read));
+    EXPECT_EQ(read.JPEG_ColorSpace, ioJPEG_GRAYLEV);
+
     // An empty view saved over a file leaves it empty.
     THolder empty;
     empty.IO.SaveToFileJpeg(dir / "out.jpg");

@@ -125,19 +125,3 @@ TEST(TIOParams, AssignCopiesDeeply) {
     target.Assign(target);
     EXPECT_EQ(target.FileName, "/tmp/a.jpg");
 }
-
-TEST(TIOParams, UpdateBitDepthFromPixelFormat) {
-    // clang-format off
-    const struct { TIEPixelFormat Format; int32_t Bits, Samples; TIOJPEGColorspace Space; } cases[] = {
-        {ie1g, 1, 1, ioJPEG_GRAYLEV}, {ie24RGB, 8, 3, ioJPEG_YCbCr}, {ie8g, 8, 1, ioJPEG_GRAYLEV},
-        {ieCMYK, 8, 4, ioJPEG_CMYK},
-    };
-    // clang-format on
-    TIOParams p;
-    for (const auto& test : cases) {
-        p.UpdateBitDepth(test.Format);
-        EXPECT_EQ(p.BitsPerSample, test.Bits) << test.Format;
-        EXPECT_EQ(p.SamplesPerPixel, test.Samples) << test.Format;
-        EXPECT_EQ(p.JPEG_ColorSpace, test.Space) << test.Format;
-    }
-}

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <vector>
@@ -38,6 +39,16 @@ inline void FillRGB(TIEBitmap& Bitmap, int32_t Width, int32_t Height, TRGB Colou
             Bitmap.SetPixels_ie24RGB(x, y, Colour);
 }
 
+// Pseudo-random bytes all over the picture: busy pixels, of any format.
+inline void Scramble(TIEBitmap& Bitmap) {
+    uint32_t seed = 7;
+    for (int32_t y = 0; y < Bitmap.Height(); ++y) {
+        auto* row = static_cast<uint8_t*>(Bitmap.GetScanline(y));
+        for (int64_t i = 0; i < IEComputeRowLen(Bitmap.Width(), Bitmap.BitCount(), 8); ++i)
+            row[i] = uint8_t((seed = seed * 1664525u + 1013904223u) >> 24);
+    }
+}
+
 // Largest difference of any channel between a pixel and an expected colour.
 inline int ColourDistance(TRGB Pixel, TRGB Expected) {
     return std::max(
@@ -66,10 +77,7 @@ inline std::vector<TJpegSegment> JpegSegments(const std::vector<uint8_t>& File) 
 }
 
 inline int CountSegments(const std::vector<TJpegSegment>& Segments, uint8_t Marker) {
-    int count = 0;
-    for (const TJpegSegment& segment : Segments)
-        count += segment.Marker == Marker;
-    return count;
+    return int(std::count_if(Segments.begin(), Segments.end(), [&](auto& s) { return s.Marker == Marker; }));
 }
 
 // An EXIF APP1 payload, little-endian: IFD0 with the orientation and, when Unit isn't 0,

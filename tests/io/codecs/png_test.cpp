@@ -44,15 +44,6 @@ struct TRead {
     }
 };
 
-// Different bytes all over the picture.
-void Scramble(TIEBitmap& Bitmap) {
-    for (int32_t y = 0; y < Bitmap.Height(); ++y) {
-        auto* row = static_cast<uint8_t*>(Bitmap.GetScanline(y));
-        for (int64_t i = 0; i < IEComputeRowLen(Bitmap.Width(), Bitmap.BitCount(), 8); ++i)
-            row[i] = uint8_t(i * 19 + y * 27);
-    }
-}
-
 // Pixels and alpha, byte for byte; names the first difference.
 std::string Difference(TIEBitmap& A, TIEBitmap& B) {
     if (A.HasAlphaChannel() != B.HasAlphaChannel()) return "alpha in one only";
