@@ -8,101 +8,75 @@
 
 namespace {
 
-// A worker whose source is a blank picture of a given size; it notes the size after each
-// resampling call and the filter asked for.
-class TWatchedResize : public TResize {
-  public:
-    TWatchedResize(const TRisizeProperty& Job, int32_t Width, int32_t Height)
-        : TResize(Job), fWidth(Width), fHeight(Height) {}
+// The size after each resampling step of a worker whose source is a blank picture, and the
+// filter of the last step.
+std::string Steps(TRisizeProperty Job, int32_t Width, int32_t Height, TResampleFilter* Filter = nullptr) {
+    struct TWatchedResize : TResize {
+        using TResize::TResize;
+        int32_t Width = 0, Height = 0;
+        std::string Steps;
+        TResampleFilter Filter = rfNone;
+        void Execute() override {
+            Imager().IEBitmap().Allocate(Width, Height, ie8g, 0.0);
+            TransformStage();
+        }
+        void Resample(int32_t NewWidth, int32_t NewHeight, TResampleFilter AskedFilter) override {
+            // The free side is left to the engine, so it follows the picture step by step.
+            EXPECT_TRUE((NewWidth == -1) != (NewHeight == -1)) << NewWidth << " x " << NewHeight;
+            Imager().Proc().Resample(NewWidth, NewHeight, rfNone, false);
+            Steps += std::string(Steps.empty() ? "" : " ") + std::to_string(Imager().IEBitmap().Width()) +
+                     "x" + std::to_string(Imager().IEBitmap().Height());
+            Filter = AskedFilter;
+        }
+    } worker(Job);
+    worker.Width = Width;
+    worker.Height = Height;
+    worker.Resume();
+    worker.WaitUntilParked();
+    if (Filter) *Filter = worker.Filter;
+    return worker.Steps;
+}
 
-    std::string Steps;
-    TResampleFilter Filter = rfNone;
-
-  protected:
-    void Execute() override {
-        Imager().IEBitmap().Allocate(fWidth, fHeight, ie8g, 0.0);
-        TransformStage();
-    }
-    void Resample(int32_t NewWidth, int32_t NewHeight, TResampleFilter AskedFilter) override {
-        // The free side is left to the engine, so it follows the picture step by step.
-        EXPECT_TRUE((NewWidth == -1) != (NewHeight == -1)) << NewWidth << " x " << NewHeight;
-        Imager().Proc().Resample(NewWidth, NewHeight, rfNone, false);
-        Steps += std::string(Steps.empty() ? "" : " ") + std::to_string(Imager().IEBitmap().Width()) + "x" +
-                 std::to_string(Imager().IEBitmap().Height());
-        Filter = AskedFilter;
-    }
-
-  private:
-    int32_t fWidth, fHeight;
-};
+TRisizeProperty Job(int32_t NewSize, bool Multi, bool HeighPrio = false) {
+    TRisizeProperty job;
+    job.NewSize = NewSize;
+    job.Multi = Multi;
+    job.HeighPrio = HeighPrio;
+    return job;
+}
 
 } // namespace
 
 TEST(ResizeWorker, TargetNameDropsTheLastExtensionOnly) {
     EXPECT_EQ(ResizeTargetName("/p/a.b.jpg", "R-", ""), "R-a.b.jpg");
-    EXPECT_EQ(ResizeTargetName("/p/a.png", "", "-s"), "a-s.jpg");
-    EXPECT_EQ(ResizeTargetName("/p.q/noext", "x", "y"), "xnoexty.jpg");
+    EXPECT_EQ(ResizeTargetName("/p.q/noext", "x", "-s"), "xnoext-s.jpg");
     EXPECT_EQ(ResizeTargetName("/p/.hidden", "R-", ""), "R-.jpg");
 }
 
 TEST(ResizeWorker, SizeStepsFitTheLongerSideOrTheHeight) {
-    struct TCase {
-        int32_t Width, Height, NewSize;
-        bool Multi, HeighPrio;
-        const char* Steps;
-    };
-    const TCase cases[] = {
-        // Three quarters of the cut hundreds each step, the free side cut each time:
-        // 2250 / 3000 * 2250 = 1687.5, 1650 / 2250 * 1687 = 1237.1, 1200 / 1650 * 1237 = 899.6.
-        {4000, 3000, 1200, false, false, "3000x2250 2250x1687 1650x1237 1200x899"},
-        {3000, 4000, 1200, false, false, "2250x3000 1687x2250 1237x1650 899x1200"},
-        // 5 x 4 hundreds: 375 is more than the target and 225 is clamped up to it.
-        {550, 400, 300, false, false, "375x272 300x217"},
-        {4000, 3000, 1200, true, false, "1200x900"},
-        // Small pictures grow in one step; one at the target is still resampled.
-        {1000, 800, 1200, false, false, "1200x960"},
-        {1200, 700, 1200, true, false, "1200x700"},
-        // Every picture fits its height, also a wide one, which then grows.
-        {4000, 1000, 1200, true, true, "4800x1200"},
-    };
-    for (const TCase& c : cases) {
-        TRisizeProperty job;
-        job.NewSize = c.NewSize;
-        job.Multi = c.Multi;
-        job.HeighPrio = c.HeighPrio;
-        TWatchedResize worker(job, c.Width, c.Height);
-        worker.Resume();
-        worker.WaitUntilParked();
-        EXPECT_EQ(worker.Steps, c.Steps) << c.Width << " x " << c.Height << " to " << c.NewSize;
-    }
+    // Three quarters of the cut hundreds each step, the free side cut each time:
+    // 2250 / 3000 * 2250 = 1687.5, 1650 / 2250 * 1687 = 1237.1, 1200 / 1650 * 1237 = 899.6.
+    EXPECT_EQ(Steps(Job(1200, false), 4000, 3000), "3000x2250 2250x1687 1650x1237 1200x899");
+    EXPECT_EQ(Steps(Job(1200, false), 3000, 4000), "2250x3000 1687x2250 1237x1650 899x1200");
+    // 5 x 4 hundreds: 375 is more than the target and 225 is clamped up to it.
+    EXPECT_EQ(Steps(Job(300, false), 550, 400), "375x272 300x217");
+    EXPECT_EQ(Steps(Job(1200, true), 4000, 3000), "1200x900");
+    // Small pictures grow in one step; one at the target is still resampled.
+    EXPECT_EQ(Steps(Job(1200, false), 1000, 800), "1200x960");
+    EXPECT_EQ(Steps(Job(1200, true), 1200, 700), "1200x700");
+    // Every picture fits its height, also a wide one, which then grows.
+    EXPECT_EQ(Steps(Job(1200, true, true), 4000, 1000), "4800x1200");
 }
 
 TEST(ResizeWorker, EachMethodAsksForItsFilterAndAnUnknownOneSkipsResampling) {
-    const TResampleFilter filters[] = {rfMitchell, rfBilinear, rfBicubic, rfLanczos3,
-                                       rfHermite,  rfBell,     rfBSpline, rfWICCubicHQ};
+    const TResampleFilter filters[] = {rfMitchell, rfBilinear, rfBicubic,    rfLanczos3, rfHermite,
+                                       rfBell,     rfBSpline,  rfWICCubicHQ, rfNone};
     for (int methode = 0; methode <= 8; ++methode) {
-        TRisizeProperty job;
-        job.NewSize = 50;
-        job.Multi = true;
+        TRisizeProperty job = Job(50, true);
         job.ResizeMethode = TResizeMethode(methode);
-        TWatchedResize worker(job, 200, 100);
-        worker.Resume();
-        worker.WaitUntilParked();
-        EXPECT_EQ(worker.Steps, methode < 8 ? "50x25" : "") << methode;
-        EXPECT_EQ(worker.Filter, methode < 8 ? filters[methode] : rfNone) << methode;
-    }
-}
-
-// Both stay in force for the whole process after the job, also for the thumbnails.
-TEST(ResizeWorker, ConstructionTurnsOrientationOnAndCmsAsTheJobSays) {
-    IEGlobalSettings().IOParamDefaults().EnableAdjustOrientation = false;
-    for (bool cms : {true, false}) {
-        TRisizeProperty job;
-        job.EnableCMS = cms;
-        TResize worker(job);
-        EXPECT_TRUE(worker.Suspended());
-        EXPECT_TRUE(IEGlobalSettings().IOParamDefaults().EnableAdjustOrientation);
-        EXPECT_EQ(IEGlobalSettings().EnableCMS(), cms);
+        TResampleFilter filter;
+        EXPECT_EQ(Steps(job, 200, 100, &filter), methode < 8 ? "50x25" : "") << methode;
+        EXPECT_EQ(filter, filters[methode]) << methode;
     }
 }
 
@@ -112,7 +86,12 @@ TEST(ResizeWorker, ParksFromItsThreadUntilReleasedAndKeepsItsException) {
     TRisizeProperty job;
     job.Source = dir / "hostname";
     job.Destination = "/nonexistent/dir/Resize";
+    // Process-wide, and so for the thumbnails too: orientation always, CMS as the job says.
+    IEGlobalSettings().IOParamDefaults().EnableAdjustOrientation = false;
+    job.EnableCMS = true;
     TResize worker(job);
+    EXPECT_TRUE(IEGlobalSettings().IOParamDefaults().EnableAdjustOrientation &&
+                IEGlobalSettings().EnableCMS());
     // A driver woken by OnParked must find the worker suspended already.
     bool suspendedWhenAnnounced = false;
     std::thread::id announcedOn;
@@ -132,7 +111,9 @@ TEST(ResizeWorker, ParksFromItsThreadUntilReleasedAndKeepsItsException) {
 
     // A load that raises ends the work before the save stage, without a failure.
     job.Source = dir / "missing.jpg";
+    job.EnableCMS = false;
     TResize missing(job);
+    EXPECT_FALSE(IEGlobalSettings().EnableCMS());
     missing.Resume();
     missing.WaitUntilParked();
     EXPECT_TRUE(missing.NewImage().empty());

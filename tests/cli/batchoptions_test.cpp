@@ -5,24 +5,18 @@
 
 namespace {
 
-TBatchOptions Parse(const std::vector<std::string>& Arguments, bool ExpectOk = true) {
-    TBatchOptions options;
-    std::string error;
-    EXPECT_EQ(ParseBatchOptions(Arguments, options, error), ExpectOk) << error;
-    return options;
-}
-
-std::string ErrorOf(const std::vector<std::string>& Arguments) {
-    TBatchOptions options;
-    std::string error;
-    EXPECT_FALSE(ParseBatchOptions(Arguments, options, error));
-    return error;
+// The options of a command line, and its error: empty when it parses.
+std::pair<TBatchOptions, std::string> Parse(const std::vector<std::string>& Arguments) {
+    std::pair<TBatchOptions, std::string> result;
+    const bool ok = ParseBatchOptions(Arguments, result.first, result.second);
+    EXPECT_EQ(ok, result.second.empty()) << result.second;
+    return result;
 }
 
 } // namespace
 
 TEST(BatchOptions, DefaultsAreTheWindowsDefaults) {
-    TBatchOptions options = Parse({"pics"});
+    const TBatchOptions options = Parse({"pics"}).first;
     const TRisizeProperty& job = options.Job;
     EXPECT_EQ(std::make_tuple(job.NewSize, job.JpgQuali, job.MaxFileSize, job.ResizeMethode),
               std::make_tuple(1200, 80, 150, Lanczos3));
@@ -44,7 +38,7 @@ TEST(BatchOptions, EveryOptionReachesItsField) {
     for (std::string word; words >> word;)
         arguments.push_back(word);
     arguments.insert(arguments.end(), {"", "a", "b"});
-    TBatchOptions options = Parse(arguments);
+    const TBatchOptions options = Parse(arguments).first;
     const TRisizeProperty& job = options.Job;
     EXPECT_EQ(std::make_tuple(job.NewSize, job.JpgQuali, job.MaxFileSize), std::make_tuple(16000, 1, 2048));
     EXPECT_TRUE(job.HeighPrio && job.AutoQuali && job.AutoSize && job.JPEGProgressive && job.SharpImg &&
@@ -58,8 +52,8 @@ TEST(BatchOptions, MethodNamesMapInTheWindowsOrder) {
     const char* names[] = {"mitchell", "bilinear", "bicubic", "lanczos",
                            "hermite",  "bell",     "bspline", "hq-bicubic"};
     for (int i = 0; i < 8; ++i)
-        EXPECT_EQ(Parse({"--method", names[i]}).Job.ResizeMethode, TResizeMethode(i));
-    EXPECT_NE(ErrorOf({"--method", "Lanczos"}).find("--method"), std::string::npos);
+        EXPECT_EQ(Parse({"--method", names[i]}).first.Job.ResizeMethode, TResizeMethode(i));
+    EXPECT_NE(Parse({"--method", "Lanczos"}).second.find("--method"), std::string::npos);
 }
 
 TEST(BatchOptions, OutOfRangeNumbersAndMalformedCommandLines) {
@@ -70,15 +64,14 @@ TEST(BatchOptions, OutOfRangeNumbersAndMalformedCommandLines) {
         {{"--max-kb", "79"}, "option --max-kb takes a whole number from 80 to 2048, not '79'"},
         {{"--quality", "8x"}, "option --quality takes a whole number from 1 to 100, not '8x'"},
         {{"--colour"}, "unknown option --colour"},
-        {{"x", "--size"}, "option --size needs a value"},
-    };
+        {{"x", "--size"}, "option --size needs a value"}};
     for (const auto& [arguments, error] : errors)
-        EXPECT_EQ(ErrorOf(arguments), error);
-    EXPECT_EQ(Parse({"--size", "16"}).Job.NewSize, 16);
+        EXPECT_EQ(Parse(arguments).second, error);
+    EXPECT_EQ(Parse({"--size", "16"}).first.Job.NewSize, 16);
     // An empty folder name writes beside each source.
-    EXPECT_EQ(Parse({"--dir", "", "x"}).ResizeDir, "");
+    EXPECT_EQ(Parse({"--dir", "", "x"}).first.ResizeDir, "");
     // After "--" everything is a path, also what looks like an option.
-    const TBatchOptions dashes = Parse({"--", "--bw"});
+    const TBatchOptions dashes = Parse({"--", "--bw"}).first;
     EXPECT_EQ(dashes.Paths, (std::vector<std::string>{"--bw"}));
     EXPECT_FALSE(dashes.Job.BW);
 }
