@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <tuple>
 #include <vector>
 
 #include "image/bitmap.h"
 #include "image/settings.h"
 #include "proc/imagerproc.h"
 #include "tests/image/bitmaptestutil.h"
+#include "tests/image/converttestutil.h"
 #include "tests/proc/rgbtestutil.h"
 
 namespace {
@@ -87,21 +89,15 @@ TEST(ToneStep, ExactOneForWhiteAndZeroWithoutSignal) {
 TEST(Saturation, ZeroGivesRoundedGreyAndHundredKeeps) {
     // y = 0.3 * 200 + 0.59 * 100 + 0.11 * 50 = 124.5 -> 124 (even); 3 + 147.5 + 3.3 = 153.8.
     // At 200 %: R 275.5 clamps, G 75.5 -> 76, B -24.5 clamps to 0.
-    const struct {
-        int32_t Saturation;
-        std::vector<int> Red, Green, Blue;
-    } cases[] = {
-        {0, {124, 154}, {124, 154}, {124, 154}},
-        {100, {200, 10}, {100, 250}, {50, 30}},
-        {200, {255, 0}, {76, 255}, {0, 0}},
+    const std::pair<int32_t, const char*> cases[] = {
+        {0, "ie24RGB 124 154"},
+        {100, "ie24RGB rgb(200,100,50) rgb(10,250,30)"},
+        {200, "ie24RGB rgb(255,76,0) rgb(0,255,0)"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [saturation, expected] : cases) {
         TIEBitmap image;
-        FillRGB(image, 2, 1, {{200, 100, 50}, {10, 250, 30}});
-        IEAdjustSaturation(image, c.Saturation);
-        EXPECT_EQ(Reds(image), c.Red) << c.Saturation;
-        EXPECT_EQ(ChannelOf(image, 1), c.Green) << c.Saturation;
-        EXPECT_EQ(ChannelOf(image, 0), c.Blue) << c.Saturation;
+        IEAdjustSaturation(Draw(image, "ie24RGB rgb(200,100,50) rgb(10,250,30)"), saturation);
+        EXPECT_EQ(Text(image), expected) << saturation;
     }
 }
 
@@ -179,50 +175,40 @@ TEST(AutoImageEnhance3, InvalidGammaRaisesAndAlphaIsLeftOut) {
 
 TEST(GrayWorld, TintIsRemovedWithTruncatedTablesAndPureRedIsLeftAlone) {
     // Means: blue 32, green 64, red 80; factors 2.5, 1.25 and 1. Blue 7.5 and 2.5 cut,
-    // 300 clamped.
-    TIEBitmap tinted;
-    FillRGB(tinted, 2, 2, {{70, 60, 3}, {90, 68, 1}, {80, 64, 4}, {80, 64, 120}});
+    // 300 clamped. Means of 0 keep the factor 1 instead of dividing by zero.
+    TIEBitmap tinted, red;
+    Draw(tinted, "ie24RGB rgb(70,60,3) rgb(90,68,1) / rgb(80,64,4) rgb(80,64,120)");
     std::vector<int> reports;
     IEWhiteBalanceGrayWorld(
         tinted, [&](void*, int per) { reports.push_back(per); }, nullptr);
-    EXPECT_EQ(ChannelOf(tinted, 0), (std::vector<int>{7, 2, 10, 255}));
-    EXPECT_EQ(ChannelOf(tinted, 1), (std::vector<int>{75, 85, 80, 80}));
-    EXPECT_EQ(Reds(tinted), (std::vector<int>{70, 90, 80, 80}));
+    EXPECT_EQ(Text(tinted), "ie24RGB rgb(70,75,7) rgb(90,85,2) / rgb(80,80,10) rgb(80,80,255)");
     EXPECT_EQ(reports, (std::vector<int>{50}));
-    // Means of 0 keep their factor 1 instead of dividing by zero.
-    TIEBitmap red, before;
-    FillRGB(red, 3, 1, {{255, 0, 0}, {100, 0, 0}, {7, 0, 0}});
-    before.AssignImage(red);
-    IEWhiteBalanceGrayWorld(red, NoProgress, nullptr);
-    EXPECT_EQ(FirstDifference(red, before), "");
+    IEWhiteBalanceGrayWorld(Draw(red, "ie24RGB rgb(255,0,0) rgb(100,0,0) rgb(7,0,0)"), NoProgress, nullptr);
+    EXPECT_EQ(Text(red), "ie24RGB rgb(255,0,0) rgb(100,0,0) rgb(7,0,0)");
 }
 
 TEST(ConvertToGray, WeightsOfTheGlobalSettingsAndGreyComesOutAsTwentyFourBits) {
+    // (10 r + 20 g + 30 b) / 100, cut: 1870 and 1810.
     TIEGlobalSettings& settings = IEGlobalSettings();
-    for (auto [red, green, blue, last] : {std::array{21, 71, 8, 18}, std::array{30, 59, 11, 18}}) {
+    for (auto [red, green, blue, expected] : {std::tuple{21, 71, 8, "ie24RGB 21 71 8 18 255"},
+                                              std::tuple{30, 59, 11, "ie24RGB 30 59 11 18 255"}}) {
         const int32_t saved[3] = {settings.RedToGrayCoef(), settings.GreenToGrayCoef(),
                                   settings.BlueToGrayCoef()};
         if (red != 21) // the first pass reads the defaults
             settings.SetRedToGrayCoef(red), settings.SetGreenToGrayCoef(green),
                 settings.SetBlueToGrayCoef(blue);
         TIEBitmap image;
-        FillRGB(image, 5, 1, {{100, 0, 0}, {0, 100, 0}, {0, 0, 100}, {10, 20, 30}, {255, 255, 255}});
-        IEConvertToGray(image);
+        IEConvertToGray(Draw(image, "ie24RGB rgb(100,0,0) rgb(0,100,0) rgb(0,0,100) rgb(10,20,30) 255"));
         settings.SetRedToGrayCoef(saved[0]), settings.SetGreenToGrayCoef(saved[1]),
             settings.SetBlueToGrayCoef(saved[2]);
-        // 10 r + 20 g + 30 b over 100, cut: 1870 and 1810.
-        EXPECT_EQ(Reds(image), (std::vector<int>{red, green, blue, last, 255})) << red;
-        EXPECT_EQ(ChannelOf(image, 0), Reds(image));
-        EXPECT_EQ(ChannelOf(image, 1), Reds(image));
+        EXPECT_EQ(Text(image), expected);
     }
     TIEBitmap grey;
-    FillGrey(grey, 2, 1, {40, 200});
-    TImagerProc proc(&grey);
+    TImagerProc proc(&Draw(grey, "ie8g 40 200"));
     int finished = 0;
     proc.OnFinishWork = [&] { ++finished; };
     proc.ConvertToGray();
-    EXPECT_EQ(grey.PixelFormat(), ie24RGB);
-    EXPECT_EQ(Reds(grey), (std::vector<int>{40, 200}));
+    EXPECT_EQ(Text(grey), "ie24RGB 40 200");
     proc.WhiteBalance_GrayWorld();
     EXPECT_EQ(finished, 2);
 }

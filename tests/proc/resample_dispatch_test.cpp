@@ -98,86 +98,52 @@ TEST(ResampleDispatch, EveryFilterKeepsConstantsAndIgnoresTheThreadCount) {
     }
 }
 
-// The results of the engine tests, reached through bitmaps.
+// Each filter and format reaches its engine, which writes the format it reads or the one
+// its route gives; the alpha plane goes through the one-byte route with the same filter.
 TEST(ResampleDispatch, RoutesByFilterAndFormat) {
-    TIEBitmap same, sameOut(3, 2, ie8g);
-    FillGrey(same, 3, 2, {1, 2, 3, 4, 5, 6});
-    IEResampleDispatch(same, sameOut, rfLanczos3, NoProgress, nullptr);
-    EXPECT_EQ(GreyPixels(sameOut), Bytes({1, 2, 3, 4, 5, 6}));
-
+    const char* const rgba = "ie32RGB rgba(9,9,9,9) rgba(9,9,9,9) rgba(9,9,9,9) rgba(9,9,9,9)";
+    // clang-format off
     const struct {
         TResampleFilter Filter;
-        std::initializer_list<int> In;
-        int32_t OutWidth;
-        std::vector<int> Out;
-    } routes[] = {
-        {rfTriangle, {10, 20, 40, 80, 160}, 3, {15, 45, 140}},
-        {rfBicubic, {0, 100, 200}, 6, {38, 100, 162, 200, 212, 200}},
-        {rfFastLinear, {0, 100}, 5, {0, 0, 40, 80, 100}},
+        const char *Source, *Expected;
+    } cases[] = {
+        {rfLanczos3, "ie8g 1 2 3 / 4 5 6", "ie8g 1 2 3 / 4 5 6"}, // equal sizes: a copy
+        {rfTriangle, "ie24RGB 10 20 40 80 160", "ie24RGB 15 45 140"},
+        {rfBicubic, "ie24RGB 0 100 200", "ie24RGB 38 100 162 200 212 200"},
+        {rfFastLinear, "ie24RGB 0 100", "ie24RGB 0 0 40 80 100"},
+        {rfFastLinear, "ie8g 0 100", "ie8g 0 40 100 100 100"}, // one-byte engines: no shift, rounded
+        {rfNone, "ie16g 1000 50000", "ie16g 1000 1000 50000 50000"},
+        // The area walk keeps 48-bit colour: (0 + 1000 + 2000 + 3000) / 4.
+        {rfBilinear, "ie48RGB rgb48(0,7,65535) rgb48(1000,7,65535) / rgb48(2000,7,65535) rgb48(3000,7,65535)",
+         "ie48RGB rgb48(1500,7,65535)"},
+        // A kernel filter on a format without its own route goes through ie24RGB, while the
+        // area walk handles ie32RGB itself.
+        {rfLanczos3, rgba, "ie24RGB 9 9"},
+        {rfBilinear, rgba, "ie32RGB rgba(9,9,9,9) rgba(9,9,9,9)"},
+        {rfTriangle, "ie1g 0 1 1", "ie24RGB 0 127 255 255 255"},
+        {rfProjectWB, "ie1g 0 1 1", "ie1g 0 1"},
+        {rfNone, "ie1g 0 1 1", "ie1g 0 0 1 1 1 1"},
+        {rfTriangle, "ie24RGB 0 0 0 0 0 alpha 10 20 40 80 160", "ie24RGB 0 0 0 alpha 15 45 140"},
+        {rfNone, "ie24RGB 0 0 0 0 0 alpha 10 20 40 80 160",
+         "ie24RGB 0 0 0 0 0 0 0 0 0 0 alpha 10 10 20 20 40 40 80 80 160 160"},
     };
-    for (const auto& route : routes) {
-        TIEBitmap src, dst(route.OutWidth, 1, ie24RGB);
-        FillGrey24(src, int32_t(route.In.size()), 1, route.In);
-        IEResampleDispatch(src, dst, route.Filter, NoProgress, nullptr);
-        EXPECT_EQ(Reds(dst), route.Out) << IEResampleFilterName(route.Filter);
+    // clang-format on
+    for (const auto& c : cases) {
+        TIEBitmap src, dst;
+        Draw(src, c.Source);
+        Draw(dst, std::string(c.Source).substr(0, std::string(c.Source).find(' ')) +
+                      std::string(c.Expected).substr(std::string(c.Expected).find(' ')));
+        dst.RemoveAlphaChannel(false, 0);
+        int reports = 0;
+        IEResampleDispatch(
+            src, dst, c.Filter, [&](void*, int) { ++reports; }, nullptr);
+        EXPECT_EQ(Text(dst), c.Expected) << IEResampleFilterName(c.Filter) << " " << c.Source;
+        if (src.AlphaChannelOpt()) {
+            EXPECT_FALSE(dst.AlphaChannelOpt()->Full());
+            // One horizontal and one vertical figure of the colour pass, none from the alpha.
+            if (c.Filter == rfTriangle) EXPECT_EQ(reports, 2);
+        }
     }
-    // ie8g takes the one-byte engines: no half-pixel shift, rounded tables.
-    TIEBitmap grey, greyOut(5, 1, ie8g);
-    FillGrey(grey, 2, 1, {0, 100});
-    IEResampleDispatch(grey, greyOut, rfFastLinear, NoProgress, nullptr);
-    EXPECT_EQ(GreyPixels(greyOut), Bytes({0, 40, 100, 100, 100}));
-
-    // rfNone copies whole pixels in any format.
-    TIEBitmap words(2, 1, ie16g), wordsOut(4, 1, ie16g);
-    words.SetPixels_ie16g(0, 0, 1000);
-    words.SetPixels_ie16g(1, 0, 50000);
-    IEResampleDispatch(words, wordsOut, rfNone, NoProgress, nullptr);
-    EXPECT_EQ(RowText(wordsOut), "1000 1000 50000 50000");
-    // The area walk keeps 48-bit colour: (0 + 1000 + 2000 + 3000) / 4.
-    TIEBitmap deep(2, 2, ie48RGB), deepOut(1, 1, ie48RGB);
-    for (int32_t i = 0; i < 4; ++i)
-        deep.SetPixels_ie48RGB(i % 2, i / 2, TRGB48{uint16_t(1000 * i), 7, 65535});
-    IEResampleDispatch(deep, deepOut, rfBilinear, NoProgress, nullptr);
-    EXPECT_EQ(RowText(deepOut), "rgb48(1500,7,65535)");
-    // A kernel filter on a format without its own route goes through ie24RGB, while the
-    // area walk handles ie32RGB itself.
-    TIEBitmap rgba(4, 1, ie32RGB), rgbaOut(2, 1, ie32RGB), rgbaArea(2, 1, ie32RGB);
-    for (int32_t x = 0; x < 4; ++x)
-        rgba.SetPixels_ie32RGB(x, 0, TRGBA{9, 9, 9, 9});
-    IEResampleDispatch(rgba, rgbaOut, rfLanczos3, NoProgress, nullptr);
-    EXPECT_EQ(RowText(rgbaOut), "9 9");
-    IEResampleDispatch(rgba, rgbaArea, rfBilinear, NoProgress, nullptr);
-    EXPECT_EQ(RowText(rgbaArea), "rgba(9,9,9,9) rgba(9,9,9,9)");
-
-    // Bits: kernels give grey RGB, projection and nearest stay bits.
-    TIEBitmap bits(3, 1, ie1g, 0), rgb(5, 1, ie1g), projected(2, 1, ie1g), nearest(6, 1, ie1g);
-    bits.SetPixels_ie1g(1, 0, true);
-    bits.SetPixels_ie1g(2, 0, true);
-    IEResampleDispatch(bits, rgb, rfTriangle, NoProgress, nullptr);
-    EXPECT_EQ(rgb.PixelFormat(), ie24RGB);
-    EXPECT_EQ(Reds(rgb), (std::vector<int>{0, 127, 255, 255, 255}));
-    IEResampleDispatch(bits, projected, rfProjectWB, NoProgress, nullptr);
-    EXPECT_EQ(RowText(projected), "0 1");
-    IEResampleDispatch(bits, nearest, rfNone, NoProgress, nullptr);
-    EXPECT_EQ(RowText(nearest), "0 0 1 1 1 1");
-}
-
-// The alpha plane goes through the one-byte route with the same filter and no
-// progress; its Full flag is carried over.
-TEST(ResampleDispatch, AlphaResampledSeparately) {
-    TIEBitmap src, dst(3, 1, ie24RGB), nearest(10, 1, ie24RGB);
-    FillGrey24(src, 5, 1, {0, 0, 0, 0, 0});
-    for (int32_t x = 0; x < 5; ++x)
-        src.SetAlpha(x, 0, uint8_t(10 << x));
-    int reports = 0;
-    IEResampleDispatch(
-        src, dst, rfTriangle, [&](void*, int) { ++reports; }, nullptr);
-    ASSERT_NE(dst.AlphaChannelOpt(), nullptr);
-    EXPECT_EQ(GreyPixels(*dst.AlphaChannelOpt()), Bytes({15, 45, 140}));
-    EXPECT_FALSE(dst.AlphaChannelOpt()->Full());
-    EXPECT_EQ(reports, 2); // one horizontal and one vertical figure of the colour pass
-    IEResampleDispatch(src, nearest, rfNone, NoProgress, nullptr);
-    EXPECT_EQ(GreyPixels(*nearest.AlphaChannelOpt()), Bytes({10, 10, 20, 20, 40, 40, 80, 80, 160, 160}));
 }
 
 // Only the band with index 0 reports, after each of its rows, and with 40 source rows

@@ -11,45 +11,37 @@
 #include "tests/image/converttestutil.h"
 #include "tests/proc/rgbtestutil.h"
 
-// Radius 0: no blur, so a 4x1 grey picture shows the rule pixel by pixel. The plane moves
+// Radius 0: no blur, so a 4x1 picture shows the rule pixel by pixel. The plane moves
 // one to the right; under it the shadow alpha sh = 255 (or 255 / 3, cut, at intensity 0)
 // and a pixel of alpha a is blended over it by a / 255.
 TEST(SoftShadow, HardShadowMovedByTheOffset) {
+    // clang-format off
     const struct {
-        std::initializer_list<int> Alpha;
+        const char* Alpha;
         TColor Colour;
         int32_t Intensity, Threshold;
-        std::vector<int> Red, Green;
-        std::vector<uint8_t> AlphaOut;
+        const char* Expected;
     } cases[] = {
-        {{255, 0, 0, 0}, 0x0000FF, 100, 128, {200, 255, 200, 200}, {200, 0, 200, 200}, {255, 255, 0, 0}},
-        {{255, 0, 0, 0}, clBlack, 0, 128, {200, 0, 200, 200}, {200, 0, 200, 200}, {255, 85, 0, 0}},
+        {"255 0 0 0", 0x0000FF, 100, 128, "ie24RGB 200 rgb(255,0,0) 200 200 alpha 255 255 0 0"},
+        {"255 0 0 0", clBlack, 0, 128, "ie24RGB 200 0 200 200 alpha 255 85 0 0"},
         // Alpha 100 over the black shadow: Trunc(200 * 100 / 255) = 78, then opaque.
-        {{255, 100, 0, 0}, clBlack, 100, 0, {200, 78, 0, 200}, {200, 78, 0, 200}, {255, 255, 100, 0}},
+        {"255 100 0 0", clBlack, 100, 0, "ie24RGB 200 78 0 200 alpha 255 255 100 0"},
         // Under the threshold the faint pixel counts as background and takes the shadow,
         // while the plane that casts the shadow keeps its 100.
-        {{255, 100, 0, 0}, clBlack, 100, 128, {200, 0, 0, 200}, {200, 0, 0, 200}, {255, 255, 100, 0}},
+        {"255 100 0 0", clBlack, 100, 128, "ie24RGB 200 0 0 200 alpha 255 255 100 0"},
     };
+    // clang-format on
     for (const auto& c : cases) {
-        TIEBitmap image(4, 1, ie24RGB, 0xC8C8C8);
-        int32_t x = 0;
-        for (int a : c.Alpha)
-            image.SetAlpha(x++, 0, uint8_t(a));
+        TIEBitmap image;
+        Draw(image, std::string("ie24RGB 200 200 200 200 alpha ") + c.Alpha);
         IEAddSoftShadow(image, 0.0, 1, 0, false, c.Colour, c.Intensity, c.Threshold);
-        EXPECT_EQ(Reds(image), c.Red) << c.Intensity << " " << c.Threshold;
-        EXPECT_EQ(ChannelOf(image, 1), c.Green) << c.Intensity << " " << c.Threshold;
-        EXPECT_EQ(GreyPixels(*image.AlphaChannelOpt()), c.AlphaOut) << c.Intensity << " " << c.Threshold;
+        EXPECT_EQ(Text(image), c.Expected) << c.Intensity << " " << c.Threshold;
         EXPECT_FALSE(image.AlphaChannelOpt()->Full());
     }
     // Bits are not blended: pixel 1 (alpha 100) stays, pixel 2 falls in the shadow.
-    TIEBitmap bits(4, 1, ie1g, 1);
-    bits.SetAlpha(0, 0, 255);
-    bits.SetAlpha(1, 0, 100);
-    bits.SetAlpha(2, 0, 0);
-    bits.SetAlpha(3, 0, 0);
-    IEAddSoftShadow(bits, 0.0, 1, 0, false, clWhite, 100, 0);
-    EXPECT_EQ(RowText(bits), "1 1 0 1");
-    EXPECT_EQ(GreyPixels(*bits.AlphaChannelOpt()), Bytes({255, 100, 100, 0}));
+    TIEBitmap bits;
+    IEAddSoftShadow(Draw(bits, "ie1g 1 1 1 1 alpha 255 100 0 0"), 0.0, 1, 0, false, clWhite, 100, 0);
+    EXPECT_EQ(Text(bits), "ie1g 1 1 0 1 alpha 255 100 100 0");
 }
 
 TEST(SoftShadow, AdaptSizeGrowsTheCanvasAndInnerShadowDarkensFromTheOffsetSide) {

@@ -8,6 +8,7 @@
 #include "image/bitmap.h"
 #include "proc/imagerproc.h"
 #include "tests/image/bitmaptestutil.h"
+#include "tests/image/converttestutil.h"
 #include "tests/proc/rgbtestutil.h"
 
 namespace {
@@ -70,12 +71,9 @@ TEST(GaussianBlur, RowsAndColumnsRoundByHalfAndClampAtTheEnds) {
 // p + (p - m) * Amount / 10, cut and clamped; m is the mean of the window of rows y - 1
 // and y + 1 (the centre row left out) and columns x - 2 to x + 1 inside the picture.
 TEST(SharpenPixel, WindowLeavesOutTheCentreRowAndCutsTheRightColumn) {
-    TIEBitmap image;
-    FillGrey24(image, 5, 3, {10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 110, 120, 130, 140, 150});
-    std::vector<uint8_t> pixels;
-    for (int32_t y = 0; y < 3; ++y)
-        pixels.insert(pixels.end(), static_cast<uint8_t*>(image.GetScanline(y)),
-                      static_cast<uint8_t*>(image.GetScanline(y)) + 15);
+    std::vector<uint8_t> pixels; // 5 x 3 grey pixels 10, 20, ..., 150
+    for (int v = 10; v <= 150; v += 10)
+        pixels.insert(pixels.end(), 3, uint8_t(v));
     const struct {
         int32_t x, y, Amount, Expected;
     } cases[] = {
@@ -163,75 +161,61 @@ TEST(AutoSharp, AmountIsTheRoundedMaskTimesTheIntensity) {
     EXPECT_EQ(FirstDifference(busy, busyCopy), "");
 }
 
-TEST(Merge, KeepsPcfOfThePresentImageWithTiesToEven) {
-    const struct {
-        int32_t Pcf;
-        std::vector<int> Expected;
-    } cases[] = {
-        {100, {1, 3, 2, 0, 254, 100}},
-        {0, {2, 4, 3, 255, 255, 200}},
-        {50, {2, 4, 2, 128, 254, 150}}, // 1.5, 3.5, 2.5, 127.5, 254.5 to even
-        {30, {2, 4, 3, 178, 255, 170}}, // 0.3 * 0 + 0.7 * 255 = 178.5, to even
+TEST(Merge, KeepsPcfOfThePresentImageWithTiesToEvenAndStretchesASmallerSource) {
+    const std::pair<int32_t, const char*> cases[] = {
+        {100, "ie24RGB 1 3 2 0 254 100"},
+        {0, "ie24RGB 2 4 3 255 255 200"},
+        {50, "ie24RGB 2 4 2 128 254 150"}, // 1.5, 3.5, 2.5, 127.5, 254.5 to even
+        {30, "ie24RGB 2 4 3 178 255 170"}, // 0.3 * 0 + 0.7 * 255 = 178.5, to even
     };
-    TIEBitmap src;
-    FillGrey24(src, 6, 1, {2, 4, 3, 255, 255, 200});
-    for (const auto& c : cases) {
-        TIEBitmap img;
-        FillGrey24(img, 6, 1, {1, 3, 2, 0, 254, 100});
-        IEMerge(img, src, c.Pcf, TIEProcRect{0, 0, 6, 1}, NoProgress, nullptr);
-        EXPECT_EQ(Reds(img), c.Expected) << c.Pcf;
-        EXPECT_EQ(ChannelOf(img, 0), c.Expected) << c.Pcf;
+    TIEBitmap src, img, small, grey;
+    Draw(src, "ie24RGB 2 4 3 255 255 200");
+    for (const auto& [pcf, expected] : cases) {
+        Draw(img, "ie24RGB 1 3 2 0 254 100");
+        IEMerge(img, src, pcf, TIEProcRect{0, 0, 6, 1}, NoProgress, nullptr);
+        EXPECT_EQ(Text(img), expected) << pcf;
     }
-    // A smaller source is stretched by nearest copy; the alpha plane is left alone.
-    TIEBitmap img(4, 2, ie24RGB, 0), small;
-    img.SetAlpha(1, 1, 7);
-    FillGrey24(small, 2, 1, {100, 200});
+    // Nearest copy; the alpha plane is left alone; 100 / (2 - 1 + 0.5) a row.
+    Draw(img, "ie24RGB 0 0 0 0 / 0 0 0 0 alpha 255 255 255 255 / 255 7 255 255");
+    Draw(small, "ie24RGB 100 200");
     std::vector<int> reports;
     IEMerge(
         img, small, 0, TIEProcRect{0, 0, 4, 2}, [&](void*, int per) { reports.push_back(per); }, nullptr);
-    EXPECT_EQ(Reds(img), (std::vector<int>{100, 100, 200, 200, 100, 100, 200, 200}));
-    EXPECT_EQ(std::make_pair(img.GetAlpha(1, 1), img.GetAlpha(0, 0)),
-              std::make_pair(uint8_t(7), uint8_t(255)));
-    EXPECT_EQ(reports, (std::vector<int>{66, 133})); // 100 / (2 - 1 + 0.5) a row
+    EXPECT_EQ(Text(img), "ie24RGB 100 100 200 200 / 100 100 200 200 alpha 255 255 255 255 / 255 7 255 255");
+    EXPECT_EQ(reports, (std::vector<int>{66, 133}));
     // Other formats are left alone.
-    TIEBitmap grey;
-    FillGrey(grey, 2, 1, {10, 20});
+    Draw(grey, "ie8g 10 20");
     IEMerge(grey, small, 0, TIEProcRect{0, 0, 2, 1}, NoProgress, nullptr);
-    EXPECT_EQ(GreyPixels(grey), Bytes({10, 20}));
+    EXPECT_EQ(Text(grey), "ie8g 10 20");
 }
 
 TEST(ImagerProcSharpen, FormatCheckAndFinishStep) {
-    TIEBitmap bitmap, src(3, 2, ie24RGB, 0);
-    FillGrey(bitmap, 3, 2, {10, 20, 30, 40, 50, 60});
-    TImagerProc proc(&bitmap);
+    TIEBitmap bitmap, src(3, 1, ie24RGB, 0), empty;
+    Draw(bitmap, "ie8g 10 20 30");
+    TImagerProc proc(&bitmap), onEmpty(&empty);
     int finished = 0, updates = 0, last = 0;
-    proc.OnFinishWork = [&] { ++finished; };
+    proc.OnFinishWork = onEmpty.OnFinishWork = [&] { ++finished; };
     proc.OnUpdate = [&] { ++updates; };
     proc.OnProgress = [&](void*, int per) { last = per; };
     // Not allowed to convert: nothing happens, not even the finish step.
     proc.SetAutoConvertFormat(false);
     proc.Merge(src, 0);
-    EXPECT_EQ(std::make_pair(bitmap.PixelFormat(), finished), std::make_pair(ie8g, 0));
-    // Converted to ie24RGB, then merged; the finish step reports 100 last.
+    EXPECT_EQ(std::make_pair(Text(bitmap), finished), std::make_pair(std::string("ie8g 10 20 30"), 0));
+    // Converted to ie24RGB and merged; the finish step reports 100 last. The TBitmap form
+    // runs it a second time.
     proc.SetAutoConvertFormat(true);
     proc.Merge(src, 0);
-    EXPECT_EQ(Reds(bitmap), (std::vector<int>{0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(Text(bitmap), "ie24RGB 0 0 0");
     EXPECT_EQ(std::vector<int>({finished, updates, last, proc.ProgressTask()}),
               std::vector<int>({1, 1, 100, ietUnknown}));
-    // The TBitmap form runs the finish step a second time.
     TBitmap platform;
     platform.SetPixelDepth(24);
-    platform.SetSize(3, 2);
-    for (int32_t y = 0; y < 2; ++y)
-        std::fill(platform.ScanLine(y), platform.ScanLine(y) + 9, 90);
+    platform.SetSize(3, 1);
+    std::fill(platform.ScanLine(0), platform.ScanLine(0) + 9, 90);
     proc.Merge(platform, 50);
-    EXPECT_EQ(finished, 3);
-    EXPECT_EQ(Reds(bitmap), (std::vector<int>{45, 45, 45, 45, 45, 45}));
+    EXPECT_EQ(std::make_pair(Text(bitmap), finished), std::make_pair(std::string("ie24RGB 45 45 45"), 3));
     // No bitmap raises; an empty one is skipped without a finish step.
     EXPECT_THROW(TImagerProc(nullptr).AutoSharp(68, 0.035), EIEException);
-    TIEBitmap empty;
-    TImagerProc onEmpty(&empty);
-    onEmpty.OnFinishWork = [&] { ++finished; };
     onEmpty.AutoSharp(68, 0.035);
     EXPECT_EQ(finished, 3);
 }
