@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <ostream>
 #include <sstream>
@@ -22,56 +21,44 @@ inline TRGB RGB(int r, int g, int b) {
     return TRGB{uint8_t(b), uint8_t(g), uint8_t(r)};
 }
 
+// The channels of one pixel in the order its text shows them.
+inline std::vector<double> Channels(TIEBitmap& Bitmap, int32_t x, int32_t y) {
+    const auto* p = static_cast<const uint8_t*>(Bitmap.GetScanline(y)) + int64_t(x) * Bitmap.BitCount() / 8;
+    const auto* w = reinterpret_cast<const uint16_t*>(p);
+    switch (Bitmap.PixelFormat()) {
+    case ie1g:
+        return {double(Bitmap.GetPixels_ie1g(x, y))};
+    case ie16g:
+        return {double(w[0])};
+    case ie32f:
+        return {Bitmap.GetPixels_ie32f(x, y)};
+    case ie24RGB:
+        return {double(p[2]), double(p[1]), double(p[0])};
+    case ie32RGB:
+        return {double(p[2]), double(p[1]), double(p[0]), double(p[3])};
+    case ie48RGB:
+        return {double(w[0]), double(w[1]), double(w[2])};
+    case ieCMYK:
+        return {double(p[0]), double(p[1]), double(p[2]), double(p[3])};
+    case ieCIELab:
+        return {double(p[0]), double(int8_t(p[1])), double(int8_t(p[2]))};
+    default:
+        return {double(p[0])};
+    }
+}
+
 // One pixel as text in its own format: "117", "rgb(200,100,50)", "cmyk(255,127,63,200)"; a grey
 // ie24RGB pixel is its level alone.
 inline std::string PixelText(TIEBitmap& Bitmap, int32_t x, int32_t y = 0) {
+    static const char* const names[] = {"", "", "", "", "", "rgb", "", "cmyk", "rgb48", "lab", "rgba"};
+    const std::vector<double> v = Channels(Bitmap, x, y);
+    const bool level = v.size() == 1 || (Bitmap.PixelFormat() == ie24RGB && v[0] == v[1] && v[1] == v[2]);
     std::ostringstream out;
     out.precision(6);
-    switch (Bitmap.PixelFormat()) {
-    case ie1g:
-        out << int(Bitmap.GetPixels_ie1g(x, y));
-        break;
-    case ie8g:
-    case ie8p:
-        out << int(Bitmap.GetPixels_ie8(x, y));
-        break;
-    case ie16g:
-        out << Bitmap.GetPixels_ie16g(x, y);
-        break;
-    case ie32f:
-        out << Bitmap.GetPixels_ie32f(x, y);
-        break;
-    case ie24RGB: {
-        const TRGB v = Bitmap.GetPixels_ie24RGB(x, y);
-        if (v.r == v.g && v.g == v.b)
-            out << int(v.r);
-        else
-            out << v;
-        break;
-    }
-    case ie32RGB: {
-        const TRGBA v = Bitmap.GetPixels_ie32RGB(x, y);
-        out << "rgba(" << int(v.r) << "," << int(v.g) << "," << int(v.b) << "," << int(v.a) << ")";
-        break;
-    }
-    case ie48RGB: {
-        const TRGB48 v = Bitmap.GetPixels_ie48RGB(x, y);
-        out << "rgb48(" << v.r << "," << v.g << "," << v.b << ")";
-        break;
-    }
-    case ieCMYK: {
-        const TCMYK v = Bitmap.GetPixels_ieCMYK(x, y);
-        out << "cmyk(" << int(v.c) << "," << int(v.m) << "," << int(v.y) << "," << int(v.k) << ")";
-        break;
-    }
-    case ieCIELab: {
-        const TCIELab v = Bitmap.GetPixels_ieCIELab(x, y);
-        out << "lab(" << int(v.l) << "," << int(v.a) << "," << int(v.b) << ")";
-        break;
-    }
-    default:
-        out << "?";
-    }
+    out << (level ? "" : std::string(names[Bitmap.PixelFormat()]) + "(");
+    for (size_t i = 0; i < (level ? 1 : v.size()); ++i)
+        out << (i ? "," : "") << v[i];
+    out << (level ? "" : ")");
     return out.str();
 }
 
@@ -128,37 +115,19 @@ inline TIEBitmap& Draw(TIEBitmap& Bitmap, const std::string& Spec) {
     for (size_t i = 0; i < pixels.size(); ++i) {
         const int32_t x = int32_t(i % width), y = int32_t(i / width);
         const auto c = [&](size_t k) { return pixels[i][std::min(k, pixels[i].size() - 1)]; };
-        switch (format) {
-        case ie1g:
+        auto* p = static_cast<uint8_t*>(Bitmap.GetScanline(y)) + int64_t(x) * Bitmap.BitCount() / 8;
+        if (format == ie1g) {
             Bitmap.SetPixels_ie1g(x, y, c(0) != 0);
-            break;
-        case ie8g:
-        case ie8p:
-            Bitmap.SetPixels_ie8(x, y, uint8_t(c(0)));
-            break;
-        case ie16g:
-            Bitmap.SetPixels_ie16g(x, y, uint16_t(c(0)));
-            break;
-        case ie32f:
+        } else if (format == ie32f) {
             Bitmap.SetPixels_ie32f(x, y, float(c(0)));
-            break;
-        case ie24RGB:
-            Bitmap.SetPixels_ie24RGB(x, y, TRGB{uint8_t(c(2)), uint8_t(c(1)), uint8_t(c(0))});
-            break;
-        case ie32RGB:
-            Bitmap.SetPixels_ie32RGB(x, y, TRGBA{uint8_t(c(2)), uint8_t(c(1)), uint8_t(c(0)), uint8_t(c(3))});
-            break;
-        case ie48RGB:
-            Bitmap.SetPixels_ie48RGB(x, y, TRGB48{uint16_t(c(0)), uint16_t(c(1)), uint16_t(c(2))});
-            break;
-        case ieCMYK:
-            Bitmap.SetPixels_ieCMYK(x, y, TCMYK{uint8_t(c(0)), uint8_t(c(1)), uint8_t(c(2)), uint8_t(c(3))});
-            break;
-        case ieCIELab:
-            Bitmap.SetPixels_ieCIELab(x, y, TCIELab{uint8_t(c(0)), int8_t(c(1)), int8_t(c(2))});
-            break;
-        default:
-            break;
+        } else if (format == ie16g || format == ie48RGB) {
+            for (int32_t k = 0; k < Bitmap.BitCount() / 16; ++k)
+                reinterpret_cast<uint16_t*>(p)[k] = uint16_t(c(size_t(k)));
+        } else {
+            // Bytes in memory order: blue first in the RGB formats; Lab's a and b are signed.
+            const bool rgb = format == ie24RGB || format == ie32RGB;
+            for (int32_t k = 0; k < Bitmap.BitCount() / 8; ++k)
+                p[rgb && k < 3 ? 2 - k : k] = uint8_t(int(c(size_t(k))));
         }
         if (i < alpha.size()) Bitmap.SetAlpha(x, y, alpha[i]);
     }
