@@ -1,40 +1,55 @@
 #include "app/ahresize.h"
 
+#include <cmath>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <thread>
 
+#include "app/appfolder.h"
+#include "proc/enhance.h"
+#include "proc/sharpen.h"
+#include "tests/image/bitmaptestutil.h"
 #include "tests/testutil.h"
 
 namespace {
 
-// The size after each resampling step of a worker whose source is a blank picture, and the
-// filter of the last step.
+// A worker on a given picture. Watching, it resamples by nearest copy and notes the size after
+// each step and the filter asked for; otherwise resampling leaves the picture as it is, so
+// that the finishing steps alone shape the result, and the save stage follows.
+struct TTestResize : TResize {
+    TTestResize(const TRisizeProperty& Job, TIEBitmap& Source, bool Watch)
+        : TResize(Job), Picture(Source), Watching(Watch) {}
+    TIEBitmap& Picture;
+    bool Watching;
+    std::ostringstream Steps;
+    TResampleFilter Filter = rfNone;
+
+    void Execute() override {
+        Imager().IEBitmap().AssignImage(Picture);
+        TransformStage();
+        if (!Watching) SaveStage();
+        EXPECT_EQ(Imager().LayersCount(), 1);
+        Picture.AssignImage(Imager().IEBitmap());
+    }
+    void Resample(int32_t NewWidth, int32_t NewHeight, TResampleFilter AskedFilter) override {
+        if (!Watching) return;
+        // The free side is left to the engine, so it follows the picture step by step.
+        EXPECT_TRUE((NewWidth == -1) != (NewHeight == -1)) << NewWidth << " x " << NewHeight;
+        Imager().Proc().Resample(NewWidth, NewHeight, rfNone, false);
+        Steps << Imager().IEBitmap().Width() << "x" << Imager().IEBitmap().Height() << " ";
+        Filter = AskedFilter;
+    }
+};
+
+// The steps of a blank picture of the given size, and the filter of the last one.
 std::string Steps(TRisizeProperty Job, int32_t Width, int32_t Height, TResampleFilter* Filter = nullptr) {
-    struct TWatchedResize : TResize {
-        using TResize::TResize;
-        int32_t Width = 0, Height = 0;
-        std::string Steps;
-        TResampleFilter Filter = rfNone;
-        void Execute() override {
-            Imager().IEBitmap().Allocate(Width, Height, ie8g, 0.0);
-            TransformStage();
-        }
-        void Resample(int32_t NewWidth, int32_t NewHeight, TResampleFilter AskedFilter) override {
-            // The free side is left to the engine, so it follows the picture step by step.
-            EXPECT_TRUE((NewWidth == -1) != (NewHeight == -1)) << NewWidth << " x " << NewHeight;
-            Imager().Proc().Resample(NewWidth, NewHeight, rfNone, false);
-            Steps += std::string(Steps.empty() ? "" : " ") + std::to_string(Imager().IEBitmap().Width()) +
-                     "x" + std::to_string(Imager().IEBitmap().Height());
-            Filter = AskedFilter;
-        }
-    } worker(Job);
-    worker.Width = Width;
-    worker.Height = Height;
+    TIEBitmap picture(Width, Height, ie8g);
+    TTestResize worker(Job, picture, true);
     worker.Resume();
     worker.WaitUntilParked();
     if (Filter) *Filter = worker.Filter;
-    return worker.Steps;
+    return worker.Steps.str();
 }
 
 TRisizeProperty Job(int32_t NewSize, bool Multi, bool HeighPrio = false) {
@@ -43,6 +58,67 @@ TRisizeProperty Job(int32_t NewSize, bool Multi, bool HeighPrio = false) {
     job.Multi = Multi;
     job.HeighPrio = HeighPrio;
     return job;
+}
+
+// Turns Picture into what the transform and save stages make of it.
+void Finish(TRisizeProperty Job, TIEBitmap& Picture) {
+    TTempDir dir;
+    Job.Source = dir / "picture.png";
+    Job.Destination = dir.Path();
+    TTestResize worker(Job, Picture, false);
+    worker.Resume();
+    worker.WaitUntilParked();
+    EXPECT_FALSE(worker.FatalException());
+    EXPECT_TRUE(std::filesystem::exists(worker.NewImage())) << worker.NewImage();
+}
+
+// A picture from literal pixels, row by row; a single pixel fills the whole picture.
+// With alphas, it has an alpha channel.
+struct TPicture {
+    int32_t Width = 0, Height = 0;
+    std::vector<TRGB> Pixels = {};
+    std::vector<uint8_t> Alphas = {};
+
+    void Draw(TIEBitmap& Bitmap) const {
+        Bitmap.Allocate(Width, Height, ie24RGB);
+        if (!Alphas.empty()) Bitmap.AlphaChannel()->SetFull(false);
+        for (int32_t i = 0; i < Width * Height; ++i) {
+            Bitmap.SetPixels_ie24RGB(i % Width, i / Width, Pixels[Pixels.size() == 1 ? 0 : size_t(i)]);
+            if (!Alphas.empty()) Bitmap.SetAlpha(i % Width, i / Width, Alphas[size_t(i)]);
+        }
+    }
+};
+
+constexpr TRGB Grey(uint8_t v) {
+    return TRGB{v, v, v};
+}
+constexpr TRGB White = Grey(255), Red{0, 0, 255};
+
+// What the save stage makes of Source, with Mark (none if empty) as the program's
+// Watermark.png; Flags "W" asks for the watermark, "B" for black and white. Every pixel as
+// "r,g,b", or one value for a grey; rows parted by "/".
+std::string Finish(const TPicture& Mark, const std::string& Flags, const TPicture& Source) {
+    TTempDir program;
+    SetProgramArgument0((program / "pixelwright").c_str());
+    TIEBitmap mark, bitmap;
+    if (Mark.Width) {
+        Mark.Draw(mark);
+        TImagerIO(&mark, false).SaveToFilePNG(program / "Watermark.png");
+    }
+    TRisizeProperty job;
+    job.WaterMark = Flags.find('W') != std::string::npos;
+    job.BW = Flags.find('B') != std::string::npos;
+    Source.Draw(bitmap);
+    Finish(job, bitmap);
+    SetProgramArgument0("");
+    std::ostringstream text;
+    for (int32_t y = 0; y < bitmap.Height(); ++y)
+        for (int32_t x = 0; x < bitmap.Width(); ++x) {
+            const TRGB c = bitmap.GetPixels_ie24RGB(x, y);
+            text << (x ? " " : y ? "/" : "") << int(c.r);
+            if (c.g != c.r || c.b != c.r) text << "," << int(c.g) << "," << int(c.b);
+        }
+    return text.str();
 }
 
 } // namespace
@@ -56,16 +132,16 @@ TEST(ResizeWorker, TargetNameDropsTheLastExtensionOnly) {
 TEST(ResizeWorker, SizeStepsFitTheLongerSideOrTheHeight) {
     // Three quarters of the cut hundreds each step, the free side cut each time:
     // 2250 / 3000 * 2250 = 1687.5, 1650 / 2250 * 1687 = 1237.1, 1200 / 1650 * 1237 = 899.6.
-    EXPECT_EQ(Steps(Job(1200, false), 4000, 3000), "3000x2250 2250x1687 1650x1237 1200x899");
-    EXPECT_EQ(Steps(Job(1200, false), 3000, 4000), "2250x3000 1687x2250 1237x1650 899x1200");
+    EXPECT_EQ(Steps(Job(1200, false), 4000, 3000), "3000x2250 2250x1687 1650x1237 1200x899 ");
+    EXPECT_EQ(Steps(Job(1200, false), 3000, 4000), "2250x3000 1687x2250 1237x1650 899x1200 ");
     // 5 x 4 hundreds: 375 is more than the target and 225 is clamped up to it.
-    EXPECT_EQ(Steps(Job(300, false), 550, 400), "375x272 300x217");
-    EXPECT_EQ(Steps(Job(1200, true), 4000, 3000), "1200x900");
+    EXPECT_EQ(Steps(Job(300, false), 550, 400), "375x272 300x217 ");
+    EXPECT_EQ(Steps(Job(1200, true), 4000, 3000), "1200x900 ");
     // Small pictures grow in one step; one at the target is still resampled.
-    EXPECT_EQ(Steps(Job(1200, false), 1000, 800), "1200x960");
-    EXPECT_EQ(Steps(Job(1200, true), 1200, 700), "1200x700");
+    EXPECT_EQ(Steps(Job(1200, false), 1000, 800), "1200x960 ");
+    EXPECT_EQ(Steps(Job(1200, true), 1200, 700), "1200x700 ");
     // Every picture fits its height, also a wide one, which then grows.
-    EXPECT_EQ(Steps(Job(1200, true, true), 4000, 1000), "4800x1200");
+    EXPECT_EQ(Steps(Job(1200, true, true), 4000, 1000), "4800x1200 ");
 }
 
 TEST(ResizeWorker, EachMethodAsksForItsFilterAndAnUnknownOneSkipsResampling) {
@@ -75,7 +151,7 @@ TEST(ResizeWorker, EachMethodAsksForItsFilterAndAnUnknownOneSkipsResampling) {
         TRisizeProperty job = Job(50, true);
         job.ResizeMethode = TResizeMethode(methode);
         TResampleFilter filter;
-        EXPECT_EQ(Steps(job, 200, 100, &filter), methode < 8 ? "50x25" : "") << methode;
+        EXPECT_EQ(Steps(job, 200, 100, &filter), methode < 8 ? "50x25 " : "") << methode;
         EXPECT_EQ(filter, filters[methode]) << methode;
     }
 }
@@ -132,4 +208,64 @@ TEST(ResizeWorker, TerminatedBeforeStartSkipsTheWork) {
     worker.WaitFor();
     EXPECT_TRUE(worker.NewImage().empty());
     EXPECT_FALSE(std::filesystem::exists(dir / "R-a.jpg"));
+}
+
+TEST(ResizeWorkerFinish, EachFlagRunsItsStepEnhancementBeforeTheHalfSharpenedBlend) {
+    for (const auto& [enhance, sharpen] : {std::pair{true, false}, {false, true}, {true, true}}) {
+        // Edges and a colour cast, so that both enhancement and sharpening change it.
+        TIEBitmap original(24, 16, ie24RGB), result, expected, sharpened;
+        for (int32_t y = 0; y < 16; ++y)
+            for (int32_t x = 0; x < 24; ++x) {
+                const uint8_t v = uint8_t(((x / 4 + y / 4) & 1 ? 180 : 50) + (x * 3 + y) % 20);
+                original.SetPixels_ie24RGB(x, y, TRGB{uint8_t(v / 2), v, uint8_t(v / 4 + 100)});
+            }
+        TRisizeProperty job;
+        job.ImageEnhance = enhance;
+        job.SharpImg = sharpen;
+        result.AssignImage(original);
+        Finish(job, result);
+        expected.AssignImage(original);
+        if (enhance) IEAutoImageEnhance3(expected, 0.33, 70, TIEProgressEvent(), nullptr);
+        sharpened.AssignImage(expected);
+        if (sharpen) {
+            IEAutoSharp(sharpened, 68, 0.035, TIEProgressEvent(), nullptr);
+            // Half each of the sharpened and the unsharpened picture, ties to even.
+            for (int32_t y = 0; y < 16; ++y) {
+                auto* row = static_cast<uint8_t*>(expected.GetScanline(y));
+                const auto* sharp = static_cast<const uint8_t*>(sharpened.GetScanline(y));
+                for (int32_t i = 0; i < 24 * 3; ++i)
+                    row[i] = uint8_t(std::nearbyint((row[i] + sharp[i]) / 2.0));
+            }
+        }
+        EXPECT_EQ(FirstDifference(result, expected), "") << enhance << sharpen;
+        // Each step shows on this picture, so a step skipped or swapped would too.
+        EXPECT_NE(FirstDifference(expected, original), "");
+    }
+}
+
+// The watermark goes bottom right without a margin, at its own size, its alpha capped at 70.
+TEST(ResizeWorkerFinish, WatermarkPlacementAndCeiling) {
+    // Alphas 200 and 255 are capped to 70, 35 stays, 0 leaves the picture:
+    // 70 + 185/255 * 100 = 142.55; 220/255 * 200 = 172.55, plus 35/255 of 0, 50 and 255.
+    EXPECT_EQ(Finish({4, 1, {White, TRGB{255, 50, 0}, White, White}, {200, 35, 0, 255}}, "W",
+                     {4, 1, {Grey(100), Grey(200), Grey(50), Grey(0)}}),
+              "143 173,179,208 50 70");
+    // Without alpha every watermark pixel counts 70/255.
+    EXPECT_EQ(Finish({2, 1, {White}}, "W", {4, 3, {Grey(0)}}), "0 0 0 0/0 0 0 0/0 0 70 70");
+    // Position -1, -1: the picture moves into a 3 x 3 result, the ring keeps the watermark.
+    // r 70 + 185/255 * 100 = 142.55, g and b 72.55.
+    EXPECT_EQ(Finish({3, 3, {Red}}, "W", {2, 2, {Grey(100)}}),
+              "255,0,0 255,0,0 255,0,0/255,0,0 143,73,73 143,73,73/255,0,0 143,73,73 143,73,73");
+    EXPECT_EQ(Finish({}, "W", {2, 1, {Grey(100)}}), "100 100");
+    EXPECT_EQ(Finish({2, 1, {White}}, "", {2, 1, {Grey(100)}}), "100 100");
+}
+
+TEST(ResizeWorkerFinish, BlackAndWhiteBalancesTheChannelsAfterTheWatermark) {
+    // Means b 60, g 100, r 125: b is scaled by 125/60 and g by 125/100, cut: 83, 125, 200 and
+    // 166, 125, 50. Grey (21 r + 71 g + 8 b) / 100, cut: 13739 / 100 and 11253 / 100.
+    // Without the balance it would be 116 and 84.
+    EXPECT_EQ(Finish({}, "B", {2, 1, {TRGB{40, 100, 200}, TRGB{80, 100, 50}}}), "137 112");
+    // The merge first: 100 and r 143, g b 73. Means r 121.5, g b 86.5: g and b scaled by
+    // 121.5/86.5, cut: 140 and 102. Grey 13160 / 100 and 11061 / 100.
+    EXPECT_EQ(Finish({1, 1, {Red}}, "WB", {2, 1, {Grey(100)}}), "131 110");
 }

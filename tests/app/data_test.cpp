@@ -12,11 +12,16 @@
 
 namespace {
 
-std::vector<std::string> Column(TDM& Dm, std::string TMemRecord::*Field) {
-    std::vector<std::string> values;
-    for (int row = 0; row < Dm.MemData().RecordCount(); ++row)
-        values.push_back(Dm.MemData().Record(row).*Field);
-    return values;
+// Each row as its file's name (without the folder) and the named field, rows parted by "|".
+std::string Rows(TDM& Dm, std::string TMemRecord::*Field) {
+    std::string rows;
+    for (int row = 0; row < Dm.MemData().RecordCount(); ++row) {
+        const TMemRecord& record = Dm.MemData().Record(row);
+        if (row) rows += '|';
+        rows += record.FILENAME.substr(record.FILENAME.rfind('/') + 1);
+        if (Field) rows += " " + record.*Field;
+    }
+    return rows;
 }
 
 std::vector<std::string> AllIds(TDM& Dm) {
@@ -24,13 +29,6 @@ std::vector<std::string> AllIds(TDM& Dm) {
     for (int row = 0; row < Dm.MemData().RecordCount(); ++row)
         ids.push_back(std::to_string(Dm.MemData().Record(row).RecId));
     return ids;
-}
-
-void AddRow(TMemData& Table, const std::string& FileName) {
-    Table.Insert();
-    Table.SetField(TMemField::FILENAME, FileName);
-    Table.SetField(TMemField::LASACTION, "Neu");
-    Table.Post();
 }
 
 // Workers that wait for the test's go before they do their work, so that the driver's
@@ -60,18 +58,23 @@ class TGatedDM : public TDM {
 
 TEST(MemData, LocateTakesPathPrefixesCaseSensitivelyAndWholeIdsAndKeepsTheRowOnFailure) {
     TMemData table;
-    for (const char* name : {"/pics/b.jpg", "/pics/a.jpg", "/pics/c.png"})
-        AddRow(table, name);
+    for (const char* name : {"/pics/b.jpg", "/pics/a.jpg", "/pics/c.png"}) {
+        table.Insert();
+        table.SetField(TMemField::FILENAME, name);
+        table.Post();
+    }
     // Key, found, current row after it; a key after "#" is a RecId.
-    const std::tuple<std::string, bool, int> lookups[] = {{"/pics/a.jpg", true, 1},
-                                                          {"/pics/c.p", true, 2},
-                                                          {"/pics/A.jpg", false, 2},
-                                                          {"/pics/c.png.bak", false, 2},
-                                                          {"", false, 2},
-                                                          {"#2", true, 1},
-                                                          {"#23", false, 1},
-                                                          {"#2x", false, 1},
-                                                          {"#", false, 1}};
+    const std::tuple<std::string, bool, int> lookups[] = {
+        {"/pics/a.jpg", true, 1},
+        {"/pics/c.p", true, 2},
+        {"/pics/A.jpg", false, 2},
+        {"/pics/c.png.bak", false, 2},
+        {"", false, 2},
+        {"#2", true, 1},
+        {"#23", false, 1},
+        {"#2x", false, 1},
+        {"#", false, 1},
+    };
     for (const auto& [key, found, row] : lookups) {
         const bool id = key.rfind('#', 0) == 0;
         EXPECT_EQ(table.Locate(id ? TMemField::RecId : TMemField::FILENAME, key.substr(id)), found) << key;
@@ -103,68 +106,56 @@ TEST(MemData, FieldsAreCutAtTheirSizeNeverInsideACharacter) {
     EXPECT_TRUE(table.Locate(TMemField::FILENAME, longPath));
 }
 
-TEST(DataModule, AddFilesSkipsMissingListedAndSpecialPaths) {
-    TTempDir dir;
-    WriteTextFile(dir / "b.jpg", "x");
-    WriteTextFile(dir / "b.jp", "x");
-    WriteTextFile(dir / "c.JPG", "x");
-    ASSERT_EQ(mkfifo((dir / "pipe.jpg").c_str(), 0600), 0);
-    TDM dm;
-    EXPECT_FALSE(dm.MemData().Active());
-    dm.AddFiles({});
-    EXPECT_TRUE(dm.MemData().Active());
-    // b.jp is the beginning of a listed path, so it counts as listed.
-    dm.AddFiles({dir / "b.jpg", dir / "gone.jpg", dir / "b.jpg", dir / "b.jp", dir / "pipe.jpg", "/dev/null",
-                 dir / "c.JPG"});
-    EXPECT_EQ(Column(dm, &TMemRecord::FILENAME), (std::vector<std::string>{dir / "b.jpg", dir / "c.JPG"}));
-    EXPECT_EQ(Column(dm, &TMemRecord::EXTENSION), (std::vector<std::string>{".jpg", ".JPG"}));
-    EXPECT_EQ(Column(dm, &TMemRecord::LASACTION), (std::vector<std::string>{"Neu", "Neu"}));
-}
-
-TEST(DataModule, FolderListingIsOneLevelOfRegularFilesInNameOrder) {
+TEST(DataModule, AddFilesAndFolderListingTakeRegularFilesOnceInNameOrder) {
     TTempDir dir;
     for (const char* name : {"img10.jpg", "img2.jpg", "Img3.png", ".hidden.png", "noext", "img02.jpg", "b1"})
         WriteTextFile(dir / name, "1");
     std::filesystem::create_directory(dir / "sub");
     WriteTextFile(dir / "sub/deep.jpg", "4");
+    WriteTextFile(dir / "sub/deep.jp", "4");
     std::filesystem::create_directory_symlink(dir / "sub", dir / "linkdir");
     std::filesystem::create_symlink(dir / "b1", dir / "a-link.jpg");
-    ASSERT_EQ(mkfifo((dir / "pipe").c_str(), 0600), 0);
+    ASSERT_EQ(mkfifo((dir / "pipe.jpg").c_str(), 0600), 0);
     TDM dm;
-    EXPECT_EQ(dm.GetFilesFromDir(dir.Path()), "");
-    // Digits by value, letters without regard to case; equal values keep a fixed order.
-    EXPECT_EQ(
-        Column(dm, &TMemRecord::FILENAME),
-        (std::vector<std::string>{dir / ".hidden.png", dir / "a-link.jpg", dir / "b1", dir / "img02.jpg",
-                                  dir / "img2.jpg", dir / "Img3.png", dir / "img10.jpg", dir / "noext"}));
+    EXPECT_FALSE(dm.MemData().Active());
+    dm.AddFiles({});
+    EXPECT_TRUE(dm.MemData().Active());
+    // deep.jp is the beginning of a listed path, so it counts as listed.
+    dm.AddFiles({dir / "img10.jpg", dir / "gone.jpg", dir / "img10.jpg", dir / "sub/deep.jpg",
+                 dir / "sub/deep.jp", dir / "pipe.jpg", "/dev/null", dir / "Img3.png"});
+    EXPECT_EQ(Rows(dm, &TMemRecord::EXTENSION), "img10.jpg .jpg|deep.jpg .jpg|Img3.png .png");
+    EXPECT_EQ(Rows(dm, &TMemRecord::LASACTION), "img10.jpg Neu|deep.jpg Neu|Img3.png Neu");
+    EXPECT_EQ(dm.MemData().Record(0).FILENAME, dir / "img10.jpg");
+
+    // One level, links followed; digits by value, letters without regard to case, equal
+    // values in a fixed order.
+    TDM listed;
+    EXPECT_EQ(listed.GetFilesFromDir(dir.Path()), "");
+    EXPECT_EQ(Rows(listed, nullptr), ".hidden.png|a-link.jpg|b1|img02.jpg|img2.jpg|Img3.png|img10.jpg|noext");
     // The command line: one folder is listed; several folders are passed over, files kept.
     EXPECT_EQ(TDM({dir.Path()}).MemData().RecordCount(), 8);
     EXPECT_EQ(TDM({dir.Path(), dir.Path()}).MemData().RecordCount(), 0);
     TDM given({dir / "b1", dir.Path(), dir / "noext"});
-    EXPECT_EQ(Column(given, &TMemRecord::FILENAME), (std::vector<std::string>{dir / "b1", dir / "noext"}));
+    EXPECT_EQ(Rows(given, nullptr), "b1|noext");
 }
 
 TEST(DataModule, DestinationIsASubFolderOfTheSourcesFolder) {
     TTempDir dir;
-    std::filesystem::create_directory(dir / "one");
     TDM dm;
     std::vector<std::string> messages;
     dm.OnMessage = [&](const std::string& Text) { messages.push_back(Text); };
-    EXPECT_EQ(dm.CreateDestinationDir(dir / "one/a.jpg", "Resize"), dir / "one/Resize");
-    EXPECT_TRUE(std::filesystem::is_directory(dir / "one/Resize"));
-    EXPECT_TRUE(messages.empty());
-
+    EXPECT_EQ(dm.CreateDestinationDir(dir / "a.jpg", "Resize"), dir / "Resize");
+    EXPECT_TRUE(std::filesystem::is_directory(dir / "Resize"));
     // A bare name lies in the working folder.
     const std::filesystem::path working = std::filesystem::current_path();
-    std::filesystem::current_path(dir / "one");
+    std::filesystem::current_path(dir.Path());
     EXPECT_EQ(dm.CreateDestinationDir("a.jpg", "Here"), "./Here");
     std::filesystem::current_path(working);
-    EXPECT_TRUE(std::filesystem::is_directory(dir / "one/Here"));
-
+    EXPECT_TRUE(std::filesystem::is_directory(dir / "Here"));
     // One level only: a missing parent is a failure with its message.
-    EXPECT_EQ(dm.CreateDestinationDir(dir / "one/a.jpg", "x/y"), "");
-    EXPECT_EQ(messages, std::vector<std::string>{"Das Verzeichnis \"" + dir / "one/x/y" +
-                                                 "\" kann nicht erstellt werden"});
+    EXPECT_EQ(dm.CreateDestinationDir(dir / "a.jpg", "x/y"), "");
+    EXPECT_EQ(messages,
+              std::vector<std::string>{"Das Verzeichnis \"" + dir / "x/y" + "\" kann nicht erstellt werden"});
 }
 
 TEST(DataModule, ADestinationMadeByAnotherRunAtTheSameTimeIsNoFailure) {
@@ -199,9 +190,8 @@ TEST(DataModule, SelectionIsCountedOnceAndBecomesAnIdListWithoutGroupRows) {
         bool SelectedRecId(int Index, int32_t& RecId) const override { return (RecId = Rows[Index]) >= 0; }
         void ClearSelection() override { Cleared = true; }
     } selection;
-    TDM dm;
     std::vector<std::string> ids;
-    dm.GetIDListFromSelected(selection, ids);
+    TDM().GetIDListFromSelected(selection, ids);
     EXPECT_EQ(ids, (std::vector<std::string>{"7", "3"}));
     EXPECT_TRUE(selection.Cleared);
     // A grid counts by walking its selection: once per batch, not once per row.
@@ -209,42 +199,37 @@ TEST(DataModule, SelectionIsCountedOnceAndBecomesAnIdListWithoutGroupRows) {
 }
 
 TEST(DataModule, BatchRowTextsPumpStopAndRefusedDestination) {
-    const std::string waiting = "Start Resize, please wait..";
-    struct TCase {
-        std::vector<std::string> Files;
-        std::string Dir;
-        bool Stop; // pressed while the first file runs
-        std::vector<std::string> Rows;
-    };
-    const TCase cases[] = {
-        {{}, "Resize", false, {}},
-        {{"a.txt"}, "Out", false, {"OK ..\\Out\\R-a.jpg"}},
+    // Files, destination folder, stop pressed while the first file runs, rows after it.
+    const std::tuple<std::vector<std::string>, std::string, bool, std::string> cases[] = {
+        {{}, "Resize", false, ""},
+        {{"a.txt"}, "Out", false, "a.txt OK ..\\Out\\R-a.jpg"},
         // The stop takes effect at the start of the next file; during the last it has none.
-        {{"1.txt", "2.txt", "3.txt"}, "Resize", true, {"OK ..\\Resize\\R-1.jpg", "Abbruch..", waiting}},
-        {{"only.txt"}, "Resize", true, {"OK ..\\Resize\\R-only.jpg"}},
+        {{"1.txt", "2.txt", "3.txt"},
+         "Resize",
+         true,
+         "1.txt OK ..\\Resize\\R-1.jpg|2.txt Abbruch..|3.txt Start Resize, please wait.."},
+        {{"only.txt"}, "Resize", true, "only.txt OK ..\\Resize\\R-only.jpg"},
         // A destination that can't be made skips the file.
-        {{"a.txt"}, "missing/parent", false, {waiting}},
+        {{"a.txt"}, "missing/parent", false, "a.txt Start Resize, please wait.."},
     };
-    for (const TCase& c : cases) {
+    for (const auto& [files, folder, stop, rows] : cases) {
         TTempDir dir;
-        std::vector<std::string> paths;
-        for (const std::string& name : c.Files) {
-            WriteTextFile(dir / name, name);
-            paths.push_back(dir / name);
-        }
         TGatedDM dm;
-        dm.AddFiles(paths);
+        for (const std::string& name : files) {
+            WriteTextFile(dir / name, name);
+            dm.AddFiles({dir / name});
+        }
         bool opened = false;
         // The worker can only finish after a turn of the loop has let it go.
-        dm.ProcessMessages = [&] {
+        dm.ProcessMessages = [&, stop = stop] {
             if (std::exchange(opened, true)) return;
             EXPECT_FALSE(dm.BreakJob);
-            dm.BreakJob = c.Stop;
+            dm.BreakJob = stop;
             dm.Go.set_value();
         };
         dm.BreakJob = false;
-        dm.ResizeFileIDs(AllIds(dm), c.Dir);
-        EXPECT_EQ(Column(dm, &TMemRecord::LASACTION), c.Rows) << c.Files.size() << c.Dir;
+        dm.ResizeFileIDs(AllIds(dm), folder);
+        EXPECT_EQ(Rows(dm, &TMemRecord::LASACTION), rows);
         EXPECT_TRUE(dm.BreakJob);
     }
 }
@@ -254,10 +239,11 @@ TEST(DataModule, BatchMarksEveryRowAndReportsEachFile) {
     // Neither file can be read as a picture: the save still runs on the empty holder
     // and leaves an empty target; a file gone before its turn fails in the load, and so,
     // at once, does one that became a pipe.
-    for (const char* name : {"notes.txt", "gone.jpg", "piped.jpg", "skipped.jpg"})
-        WriteTextFile(dir / name, "not a picture");
     TDM dm;
-    dm.AddFiles({dir / "notes.txt", dir / "gone.jpg", dir / "piped.jpg", dir / "skipped.jpg"});
+    for (const char* name : {"notes.txt", "gone.jpg", "piped.jpg", "skipped.jpg"}) {
+        WriteTextFile(dir / name, "not a picture");
+        dm.AddFiles({dir / name});
+    }
     std::filesystem::remove(dir / "gone.jpg");
     std::filesystem::remove(dir / "piped.jpg");
     ASSERT_EQ(mkfifo((dir / "piped.jpg").c_str(), 0600), 0);
@@ -268,14 +254,11 @@ TEST(DataModule, BatchMarksEveryRowAndReportsEachFile) {
         reported.push_back(FileName);
     };
     std::vector<std::string> ids = AllIds(dm);
-    ids.erase(ids.begin() + 3);
-    ids.push_back("999");
+    ids.back() = "999";
     dm.ResizeFileIDs(ids, "Resize");
-
-    EXPECT_EQ(Column(dm, &TMemRecord::LASACTION),
-              (std::vector<std::string>{"OK ..\\Resize\\R-notes.jpg", "OK ..\\Resize\\", "OK ..\\Resize\\",
-                                        "Neu"}));
+    EXPECT_EQ(Rows(dm, &TMemRecord::LASACTION),
+              "notes.txt OK ..\\Resize\\R-notes.jpg|gone.jpg OK ..\\Resize\\|"
+              "piped.jpg OK ..\\Resize\\|skipped.jpg Neu");
     EXPECT_EQ(reported, (std::vector<std::string>{dir / "Resize/R-notes.jpg", "", ""}));
-    ASSERT_TRUE(std::filesystem::exists(dir / "Resize/R-notes.jpg"));
     EXPECT_EQ(std::filesystem::file_size(dir / "Resize/R-notes.jpg"), 0u);
 }
