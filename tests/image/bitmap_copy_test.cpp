@@ -189,7 +189,7 @@ TEST(BitmapFill, ValueIsReadByFormatAndSetsFull) {
         bitmap.Fill(fill.Value);
         EXPECT_EQ(PixelText(bitmap, 1, 1), fill.Expected)
             << IEPixelFormatName(fill.Format) << " " << fill.Value;
-        if (fill.Full >= 0) EXPECT_EQ(bitmap.Full(), fill.Full == 1) << IEPixelFormatName(fill.Format);
+        EXPECT_EQ(fill.Full < 0 ? -1 : int(bitmap.Full()), fill.Full) << IEPixelFormatName(fill.Format);
     }
     // Bits fill whole rows, the partly used last byte included; a rectangle is inclusive and
     // clipped; a file is filled row by row and keeps its access.

@@ -15,7 +15,7 @@ std::unique_ptr<TIEBitmap> Uniform(TIEPixelFormat Format, int32_t Width, int32_t
                                    const std::string& Value) {
     std::string spec = IEPixelFormatName(Format);
     for (int32_t i = 0; i < Width * Height; ++i)
-        spec += (i && i % Width == 0 ? " / " : " ") + Value;
+        spec.append(i && i % Width == 0 ? " / " : " ").append(Value);
     return Picture(spec);
 }
 

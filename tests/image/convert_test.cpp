@@ -133,7 +133,7 @@ TEST(Convert, BitsExpandByTheirValueOverAPartlyUsedByte) {
         for (size_t i = 5; i < pattern.size(); i += 2)
             expected += std::string(" ") + (pattern[i] == '1' ? target.White : target.Black);
         EXPECT_EQ(Text(*bitmap), expected);
-        if (target.To == ie8p) EXPECT_EQ(bitmap->GetPalette(1), RGB(255, 255, 255));
+        EXPECT_EQ(target.To == ie8p ? bitmap->GetPalette(1) : RGB(255, 255, 255), RGB(255, 255, 255));
     }
 }
 

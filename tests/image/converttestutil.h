@@ -66,7 +66,7 @@ inline std::string PixelText(TIEBitmap& Bitmap, int32_t x, int32_t y = 0) {
 inline std::string RowText(TIEBitmap& Bitmap, int32_t y = 0) {
     std::string text;
     for (int32_t x = 0; x < Bitmap.Width(); ++x)
-        text += (x ? " " : "") + PixelText(Bitmap, x, y);
+        text.append(x ? " " : "").append(PixelText(Bitmap, x, y));
     return text;
 }
 
@@ -76,7 +76,7 @@ inline std::string Text(TIEBitmap& Bitmap) {
     if (Bitmap.IsEmpty()) return "empty";
     std::string text = Bitmap.IsAlpha() ? "" : std::string(IEPixelFormatName(Bitmap.PixelFormat())) + " ";
     for (int32_t y = 0; y < Bitmap.Height(); ++y)
-        text += (y ? " / " : "") + RowText(Bitmap, y);
+        text.append(y ? " / " : "").append(RowText(Bitmap, y));
     if (TIEBitmap* alpha = Bitmap.IsAlpha() ? nullptr : Bitmap.AlphaChannelOpt())
         text += " alpha " + Text(*alpha);
     return text;

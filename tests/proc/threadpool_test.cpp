@@ -29,7 +29,7 @@ TEST(ThreadPool, RunsInCallerOrOnOwnThreadsAndFreesOnJoin) {
         pool.Add(
             std::make_unique<TTask>(i > 0, [alive, &where, i] { where[i] = std::this_thread::get_id(); }));
         // Without a thread the work is done by the time Add returns.
-        if (i == 0) EXPECT_EQ(where[0], std::this_thread::get_id());
+        EXPECT_EQ(where[0], std::this_thread::get_id());
     }
     pool.Join();
     EXPECT_EQ(alive.use_count(), 1);
