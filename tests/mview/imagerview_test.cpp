@@ -78,7 +78,7 @@ TEST(ImagerViewLayers, NewLayersCascadeInAViewWithAnArea) {
     struct TSizedView : TImagerView {
         int32_t ClientWidth() const override { return 400; }
         int32_t ClientHeight() const override { return 300; }
-    } view, small;
+    } view, taller, small;
     // Layers of 100 x 50 in an area of 400 x 300 step by 40 until the next one would
     // end within 50 pixels of the bottom (240 + 50 + 50 > 300), then start again at 40.
     FillView(view, 100, 50, 0);
@@ -86,6 +86,11 @@ TEST(ImagerViewLayers, NewLayersCascadeInAViewWithAnArea) {
         view.LayersAdd(ielkImage, -1, -1, 0, 0);
     EXPECT_EQ(Layers(view), "6: 0,0 100x50 40,40 100x50 80,80 100x50 120,120 100x50 160,160 100x50 200,200 "
                             "100x50 40,40 100x50");
+    // One pixel taller, and the fifth starts again: 200 + 51 + 50 > 300.
+    FillView(taller, 100, 51, 0);
+    for (int i = 0; i < 5; ++i)
+        taller.LayersAdd(ielkImage, -1, -1, 0, 0);
+    EXPECT_EQ(taller.GetLayer(5).PosY(), 40);
     // -1 on either side cascades; a layer too large for the area stays at 0, 0.
     FillView(small, 320, 50, 0);
     small.LayersAdd(ielkImage, -1, 5, 0, 0);
