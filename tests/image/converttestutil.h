@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <functional>
+#include <gtest/gtest.h>
 #include <memory>
 #include <ostream>
 #include <sstream>
@@ -137,6 +139,20 @@ inline std::unique_ptr<TIEBitmap> Picture(const std::string& Spec) {
     auto bitmap = std::make_unique<TIEBitmap>();
     Draw(*bitmap, Spec);
     return bitmap;
+}
+
+// One step on a picture: Before is drawn, Act runs on it and the picture must read After.
+struct TStep {
+    std::string Before;
+    std::function<void(TIEBitmap&)> Act;
+    std::string After;
+};
+inline void ExpectSteps(const std::vector<TStep>& Steps) {
+    for (size_t i = 0; i < Steps.size(); ++i) {
+        TIEBitmap bitmap;
+        Steps[i].Act(Draw(bitmap, Steps[i].Before));
+        EXPECT_EQ(Text(bitmap), Steps[i].After) << "step " << i << " from " << Steps[i].Before;
+    }
 }
 
 // The bytes of an ie1g row, padding bits included.
