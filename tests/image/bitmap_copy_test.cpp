@@ -106,12 +106,7 @@ TEST(BitmapResize, AlignmentMarginsAndBackgroundShapeTheNewArea) {
     });
     // clang-format on
     TIEBitmap bitmap(2, 1, ie8g, 0);
-    try {
-        bitmap.Resize(-1, 2);
-        FAIL() << "no exception";
-    } catch (const EIEException& e) {
-        EXPECT_STREQ(e.what(), "Invalid size");
-    }
+    EXPECT_EQ(ErrorOf([&] { bitmap.Resize(-1, 2); }), "Invalid size");
     EXPECT_EQ(bitmap.Width(), 2);
 }
 

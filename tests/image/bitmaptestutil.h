@@ -35,11 +35,10 @@ class TScopedMaxMemoryBlock {
 // The open descriptor of a file-backed store, -1 if there is none. The file is unlinked
 // when made, so tests reach it through /proc to look at or damage what lies behind the rows.
 inline int StoreDescriptor(TIEFileBuffer& Buffer) {
-    if (Buffer.FileName().empty()) return -1;
-    const std::string target = Buffer.FileName() + " (deleted)";
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd", error))
-        if (std::filesystem::read_symlink(entry.path(), error).string() == target)
+        if (!Buffer.FileName().empty() &&
+            std::filesystem::read_symlink(entry.path(), error).string() == Buffer.FileName() + " (deleted)")
             return std::stoi(entry.path().filename().string());
     return -1;
 }
@@ -48,10 +47,8 @@ inline int StoreDescriptor(TIEFileBuffer& Buffer) {
 inline void FillGrey(TIEBitmap& Bitmap, int32_t Width, int32_t Height, std::initializer_list<uint8_t> Pixels,
                      TIEPixelFormat Format = ie8g) {
     Bitmap.Allocate(Width, Height, Format);
-    auto it = Pixels.begin();
-    for (int32_t y = 0; y < Height; ++y)
-        for (int32_t x = 0; x < Width; ++x)
-            Bitmap.SetPixels_ie8(x, y, *it++);
+    for (size_t i = 0; i < Pixels.size(); ++i)
+        Bitmap.SetPixels_ie8(int32_t(i) % Width, int32_t(i) / Width, Pixels.begin()[i]);
 }
 
 // The pixel bytes of an 8-bit bitmap, row by row from the top, padding left out.
@@ -72,12 +69,11 @@ inline std::vector<uint8_t> Bytes(std::initializer_list<int> Values) {
 inline std::string FirstDifference(TIEBitmap& A, TIEBitmap& B) {
     if (A.Width() != B.Width() || A.Height() != B.Height() || A.PixelFormat() != B.PixelFormat())
         return "size or format differs";
-    int64_t bytes = IEComputeRowLen(A.Width(), A.BitCount(), 8);
     for (int32_t y = 0; y < A.Height(); ++y) {
-        std::vector<uint8_t> rowA(static_cast<const uint8_t*>(A.GetScanline(y)),
-                                  static_cast<const uint8_t*>(A.GetScanline(y)) + bytes);
+        const std::vector<uint8_t> rowA(static_cast<const uint8_t*>(A.GetScanline(y)),
+                                        static_cast<const uint8_t*>(A.GetScanline(y)) + A.RowLen());
         auto* rowB = static_cast<const uint8_t*>(B.GetScanline(y));
-        for (int64_t i = 0; i < bytes; ++i)
+        for (int64_t i = 0; i < IEComputeRowLen(A.Width(), A.BitCount(), 8); ++i)
             if (rowA[size_t(i)] != rowB[i])
                 return "row " + std::to_string(y) + " byte " + std::to_string(i) + ": " +
                        std::to_string(rowA[size_t(i)]) + " vs " + std::to_string(rowB[i]);

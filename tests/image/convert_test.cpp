@@ -174,12 +174,8 @@ TEST(Convert, FileAndPlatformRowsConvertInPlace) {
     platform.SetPixelFormat(ie16g); // no 16-bit grey on the platform: demoted to 8 bits
     EXPECT_EQ(platform.Location(), ieTBitmap);
     EXPECT_EQ(Text(platform), "ie8g 117 0");
-    try {
-        platform.SetPixelFormat(ie32f);
-        FAIL() << "no exception";
-    } catch (const EIEException& e) {
-        EXPECT_STREQ(e.what(), "ie32f pixel format not allowed when IEBitmap.Location=ieTBitmap");
-    }
+    EXPECT_EQ(ErrorOf([&] { platform.SetPixelFormat(ie32f); }),
+              "ie32f pixel format not allowed when IEBitmap.Location=ieTBitmap");
     platform.SetPixels_ie8(1, 0, 77);
     platform.SetPixelFormat(ie8p);
     EXPECT_EQ(platform.VclBitmap()->PaletteEntry(77).g, 77);

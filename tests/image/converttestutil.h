@@ -141,6 +141,16 @@ inline std::unique_ptr<TIEBitmap> Picture(const std::string& Spec) {
     return bitmap;
 }
 
+// The message of the EIEException that Action raises, or "no exception".
+inline std::string ErrorOf(const std::function<void()>& Action) {
+    try {
+        Action();
+    } catch (const EIEException& e) {
+        return e.what();
+    }
+    return "no exception";
+}
+
 // One step on a picture: Before is drawn, Act runs on it and the picture must read After.
 struct TStep {
     std::string Before;

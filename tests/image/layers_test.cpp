@@ -140,10 +140,6 @@ TEST(LayerCompose, ALayerWithoutBitmapRaises) {
       public:
         TShapeLayer() : TIELayer(ielkShape, nullptr) {}
     } shape;
-    try {
-        Compose(*Layer("ie24RGB 0"), shape);
-        FAIL() << "no exception";
-    } catch (const EIEException& e) {
-        EXPECT_STREQ(e.what(), "Layer insertion error - Invalid Type: 1");
-    }
+    EXPECT_EQ(ErrorOf([&] { Compose(*Layer("ie24RGB 0"), shape); }),
+              "Layer insertion error - Invalid Type: 1");
 }

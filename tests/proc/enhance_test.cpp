@@ -131,12 +131,7 @@ TEST(AutoImageEnhance3, LiftsShadowsAndKeepsHighlights) {
 TEST(AutoImageEnhance3, InvalidGammaRaisesAndAlphaIsLeftOut) {
     TIEBitmap grey;
     TImagerProc proc(&Draw(grey, "ie8g 1 2 / 3 4"));
-    try {
-        proc.AutoImageEnhance3(0.0, 70);
-        FAIL() << "no exception";
-    } catch (const EIEException& e) {
-        EXPECT_STREQ(e.what(), "Invalid Gamma value");
-    }
+    EXPECT_EQ(ErrorOf([&] { proc.AutoImageEnhance3(0.0, 70); }), "Invalid Gamma value");
     EXPECT_THROW(proc.AutoImageEnhance3(-1.0, 70), EIEException);
     EXPECT_EQ(Text(grey), "ie8g 1 2 / 3 4");
     // The plane comes back byte for byte, and the colours are those without it.
