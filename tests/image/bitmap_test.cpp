@@ -84,13 +84,17 @@ TEST(BitmapStorage, MemoryFileThresholdIsInclusiveAndTakenWhenTheBitmapIsMade) {
     }
     EXPECT_EQ(Storage(Draw(*early, "ie8g 0")), "file");
     TScopedGlobal<int64_t> threshold(DefMinFileSize, 1000);
-    TIEBitmap atThreshold, above, requested;
-    requested.SetLocation(ieMemory); // a memory request is still overruled by the size
-    for (TIEBitmap* bitmap : {&atThreshold, &above, &requested}) {
-        bitmap->SetBitAlignment(8);
-        bitmap->Allocate(bitmap == &atThreshold ? 1000 : 1001, 1, ie8g);
+    // A memory request is still overruled by the size.
+    std::string storage;
+    for (auto [width, location] :
+         {std::pair{1000, ieFile}, {1001, ieFile}, {1000, ieMemory}, {1001, ieMemory}}) {
+        TIEBitmap bitmap;
+        bitmap.SetLocation(location);
+        bitmap.SetBitAlignment(8);
+        bitmap.Allocate(width, 1, ie8g);
+        storage += Storage(bitmap) + " ";
     }
-    EXPECT_EQ(Storage(atThreshold) + " " + Storage(above) + " " + Storage(requested), "memory file file");
+    EXPECT_EQ(storage, "memory file memory file ");
 }
 
 TEST(BitmapStorage, MemoryRowsAre64ByteAlignedAndBottomUpAndTheHeapGoesBySize) {
