@@ -52,7 +52,8 @@ TEST(BitmapCopyRect, ClipsShiftsCopiesByFormatAndCarriesThePlane) {
     // clang-format off
     ExpectSteps({
         // A negative destination shortens and shifts the rectangle.
-        {"ie8g 0 0 0 / 0 0 0 / 0 0 0", [&](auto& b) { source.CopyRectTo(b, 1, 0, -1, 1, 3, 3); }, "ie8g 0 0 0 / 2 3 0 / 12 13 0"},
+        {"ie8g 0 0 0 / 0 0 0 / 0 0 0", [&](auto& b) { source.CopyRectTo(b, 1, 0, -1, 1, 3, 3); },
+         "ie8g 0 0 0 / 2 3 0 / 12 13 0"},
         {"ie8g 0 0 0 / 0 0 0", [&](auto& b) { source.CopyRectTo(b, 0, 0, 1, -2, 5, 5); }, "ie8g 0 20 21 / 0 0 0"},
         // A rectangle with nothing in it, or of another format, copies nothing but notifies.
         {"ie8g 0 0", [&](auto& b) { notified(b, [&] { source.CopyRectTo(b, 0, 0, -5, 0, 5, 1); }); }, "ie8g 0 0"},
@@ -62,11 +63,14 @@ TEST(BitmapCopyRect, ClipsShiftsCopiesByFormatAndCarriesThePlane) {
         {"ie1g 0 0 0 0 0 0 0 0 0 0 0 0", [&](auto& b) { bits.CopyRectTo(b, 2, 0, 5, 0, 8, 1); },
          "ie1g 0 0 0 0 0 1 1 0 0 0 0 0"},
         {"ie24RGB 9 9 9", [&](auto& b) { bits.CopyRectTo(b, 1, 0, 0, 0, 3, 1); }, "ie24RGB 0 255 255"},
-        {"ie8g 0 0 0", [&](auto& b) { alpha.CopyRectTo(b, 0, 0, 1, 0, 2, 1, true); EXPECT_FALSE(b.AlphaChannelOpt()->Full()); },
+        {"ie8g 0 0 0",
+         [&](auto& b) { alpha.CopyRectTo(b, 0, 0, 1, 0, 2, 1, true); EXPECT_FALSE(b.AlphaChannelOpt()->Full()); },
          "ie8g 0 1 1 alpha 255 255 30"},
-        {"ie8g 0 alpha 40", [](auto& b) { Picture("ie8g 0 alpha 100")->CopyToEx(b, 0, 0, 0, 0, 1, 1, true, iemmAdd, false); },
+        {"ie8g 0 alpha 40",
+         [](auto& b) { Picture("ie8g 0 alpha 100")->CopyToEx(b, 0, 0, 0, 0, 1, 1, true, iemmAdd, false); },
          "ie8g 0 alpha 140"},
-        {"ie8g 0 alpha 140", [](auto& b) { Picture("ie8g 0 alpha 100")->CopyToEx(b, 0, 0, 0, 0, 1, 1, true, iemmMin, false); },
+        {"ie8g 0 alpha 140",
+         [](auto& b) { Picture("ie8g 0 alpha 100")->CopyToEx(b, 0, 0, 0, 0, 1, 1, true, iemmMin, false); },
          "ie8g 0 alpha 100"},
     });
     // clang-format on
@@ -84,7 +88,8 @@ TEST(BitmapCopyRect, ClipsShiftsCopiesByFormatAndCarriesThePlane) {
 TEST(BitmapResize, AlignmentMarginsAndBackgroundShapeTheNewArea) {
     // clang-format off
     ExpectSteps({
-        {"ie8g 1 2 / 3 4", [](auto& b) { b.Resize(4, 3, 9, 255, iehCenter, ievBottom); }, "ie8g 9 9 9 9 / 9 1 2 9 / 9 3 4 9"},
+        {"ie8g 1 2 / 3 4", [](auto& b) { b.Resize(4, 3, 9, 255, iehCenter, ievBottom); },
+         "ie8g 9 9 9 9 / 9 1 2 9 / 9 3 4 9"},
         {"ie8g 1 2 / 3 4", [](auto& b) { b.Resize(3, 2, 9, 255, iehRight, ievTop); }, "ie8g 9 1 2 / 9 3 4"},
         {"ie8g 1 2 / 3 4", [](auto& b) { b.Resize(3, 3, 9, 255, iehLeft, ievCenter); }, "ie8g 1 2 9 / 3 4 9 / 9 9 9"},
         {"ie8g 1 2 3 / 4 5 6 / 7 8 9", [](auto& b) { b.Resize(2, 2, 0, 255, iehRight, ievBottom); }, "ie8g 5 6 / 8 9"},
@@ -97,10 +102,12 @@ TEST(BitmapResize, AlignmentMarginsAndBackgroundShapeTheNewArea) {
         {"ie8g 1 2 / 3 4", [](auto& b) { b.Resize(-1, 1, 0, 0, 7.0, 255); }, "ie8g 7 / 2 / 4"},
         {"ie8g 1 2 / 3 4", [](auto& b) { b.Resize(-2, 0, 1, 0, 7.0, 255); }, "ie8g 7 / 7"},
         // The background colour and alpha fill the new area; a full plane stays full.
-        {"ie24RGB 0", [](auto& b) { b.Resize(2, 1, double(0x0000FF), 100, iehLeft, ievTop); }, "ie24RGB 0 rgb(255,0,0) alpha 255 100"},
-        {"ie8g 0", [](auto& b) { b.AlphaChannel(); b.Resize(2, 1, 0, 255, iehLeft, ievTop); EXPECT_TRUE(b.AlphaChannelOpt()->Full()); },
-         "ie8g 0 0 alpha 255 255"},
-        {"ie24RGB 0", [](auto& b) { b.Resize(1, 2, IETransparentFill, 255, iehLeft, ievTop); }, "ie24RGB 0 / 255 alpha 255 / 0"},
+        {"ie24RGB 0", [](auto& b) { b.Resize(2, 1, double(0x0000FF), 100, iehLeft, ievTop); },
+         "ie24RGB 0 rgb(255,0,0) alpha 255 100"},
+        {"ie8g 0", [](auto& b) { b.AlphaChannel(); b.Resize(2, 1, 0, 255, iehLeft, ievTop);
+                             EXPECT_TRUE(b.AlphaChannelOpt()->Full()); }, "ie8g 0 0 alpha 255 255"},
+        {"ie24RGB 0", [](auto& b) { b.Resize(1, 2, IETransparentFill, 255, iehLeft, ievTop); },
+         "ie24RGB 0 / 255 alpha 255 / 0"},
         // Shrinking fills nothing, so a small FillAlpha makes no plane.
         {"ie8g 0 0 / 0 0", [](auto& b) { b.Resize(1, 1, 0, 0, iehLeft, ievTop); }, "ie8g 0"},
     });

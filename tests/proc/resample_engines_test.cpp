@@ -113,7 +113,8 @@ const struct {
     {Area(rfBilinear), "ie8g 0 / 100 / 200", "ie8g 50 / 100 / 150 / 200 / 200 / 200"},
     {Area(rfBicubic), "ie8g 0 / 100 / 200", "ie8g 38 / 100 / 162 / 200 / 212 / 200"},
     // Both ways the bottom row stands in for the missing next row.
-    {Area(rfBilinear), "ie8g 0 100 / 100 200", "ie8g 100 150 150 150 / 150 200 200 200 / 150 200 200 200 / 150 200 200 200"},
+    {Area(rfBilinear), "ie8g 0 100 / 100 200",
+     "ie8g 100 150 150 150 / 150 200 200 200 / 150 200 200 200 / 150 200 200 200"},
     // Cubic along x rounded per ring row (101, 200), then along y at 0.5: 150.5 -> 150.
     {Area(rfBicubic), "ie8g 0 101 / 100 200", "ie8g 100 150 ? ? / ? ? ? ? / ? ? ? ? / ? ? ? ?"},
     // With four samples a pixel only the first is filled.
