@@ -155,6 +155,14 @@ std::vector<uint64_t> IEReadTiffIntegers(TIEDetectSource& Source, const TIETiffH
     return ReadIntegers(Source, Header, Entry, MaxCount);
 }
 
+std::vector<uint8_t> IEReadTiffBytes(TIEDetectSource& Source, const TIETiffHeader& Header,
+                                     const TIETiffEntry& Entry, uint64_t MaxBytes) {
+    const size_t typeSize = TiffTypeSize(Entry.Type);
+    if (typeSize == 0 || Entry.Count == 0) return {};
+    const uint64_t count = std::min(Entry.Count, MaxBytes / typeSize);
+    return ValueBytes(Source, Header, Entry, count, typeSize);
+}
+
 std::vector<double> IEReadTiffNumbers(TIEDetectSource& Source, const TIETiffHeader& Header,
                                       const TIETiffEntry& Entry, uint64_t MaxCount) {
     std::vector<double> values;

@@ -70,6 +70,11 @@ std::vector<uint64_t> IEReadTiffIntegers(TIEDetectSource& Source, const TIETiffH
 std::vector<double> IEReadTiffNumbers(TIEDetectSource& Source, const TIETiffHeader& Header,
                                       const TIETiffEntry& Entry, uint64_t MaxCount);
 
+// The raw bytes of any entry (text, undefined data, numbers as stored), at most
+// MaxBytes of them; nothing for an unknown type or data outside.
+std::vector<uint8_t> IEReadTiffBytes(TIEDetectSource& Source, const TIETiffHeader& Header,
+                                     const TIETiffEntry& Entry, uint64_t MaxBytes);
+
 // Tests whose data lie beyond the first bytes.
 bool IEIsHDPhoto(TIEDetectSource& Source);
 bool IEIsIconDirectory(TIEDetectSource& Source, uint16_t ResourceType);

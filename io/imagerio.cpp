@@ -6,10 +6,12 @@
 #include "image/bitmap.h"
 #include "io/codecs/jpeg.h"
 #include "io/codecs/png.h"
+#include "io/codecs/tiff.h"
 #include "io/progress.h"
 #include "io/registry.h"
 
 namespace {
+constexpr TIOFileType ioTIFF = 1;
 constexpr TIOFileType ioJPEG = 3;
 constexpr TIOFileType ioPNG = 8;
 constexpr TIOFileType ioAVI = 15;
@@ -124,6 +126,8 @@ bool TImagerIO::LoadByFormat(const std::string& FileName, TIOFileType FileFormat
         return LoadFromFileJpeg(FileName);
     case ioPNG:
         return LoadFromFilePNG(FileName);
+    case ioTIFF:
+        return LoadFromFileTIFF(FileName);
     default:
         // Formats whose reader isn't built yet fail as an unknown format does.
         return FailUnknownFormat();
@@ -136,6 +140,8 @@ bool TImagerIO::LoadStreamByFormat(TIEStream& Stream, TIOFileType FileFormat) {
         return LoadFromStreamJpeg(Stream);
     case ioPNG:
         return LoadFromStreamPNG(Stream);
+    case ioTIFF:
+        return LoadFromStreamTIFF(Stream);
     default:
         return FailUnknownFormat();
     }
@@ -239,16 +245,43 @@ bool TImagerIO::LoadFromStreamPNG(TIEStream& Stream) {
 }
 
 bool TImagerIO::LoadPng(TIEStream& Stream, const std::string& FileName) {
+    return LoadWith(FileName, ioPNG, [&](TProgressRec& Progress) {
+        ReadPngStream(Stream, *fIEBitmap, fParams, Progress, false);
+    });
+}
+
+bool TImagerIO::LoadWith(const std::string& FileName, TIOFileType FileType,
+                         const std::function<void(TProgressRec&)>& Read) {
     fParams.ResetInfo();
     fParams.FileName = FileName;
-    fParams.FileType = ioPNG;
+    fParams.FileType = FileType;
     fIEBitmap->RemoveAlphaChannel(false);
     fAborting = false;
     TProgressRec progress = MakeProgress();
-    ReadPngStream(Stream, *fIEBitmap, fParams, progress, false);
+    Read(progress);
     if (OnUpdate) OnUpdate();
     DoNotify(fAborting ? NotifyFailure : NotifySuccess);
     return !fAborting;
+}
+
+bool TImagerIO::LoadFromFileTIFF(const std::string& FileName) {
+    CheckBitmapValid(false);
+    fAborting = true;
+    TIEFileStream stream(FileName, TIEFileMode::Read);
+    return LoadTiff(stream, FileName);
+}
+
+bool TImagerIO::LoadFromStreamTIFF(TIEStream& Stream) {
+    CheckBitmapValid(false);
+    fAborting = true;
+    return LoadTiff(Stream, std::string());
+}
+
+bool TImagerIO::LoadTiff(TIEStream& Stream, const std::string& FileName) {
+    return LoadWith(FileName, ioTIFF, [&](TProgressRec& Progress) {
+        int32_t pages = 0;
+        ReadTIFFStream(Stream, *fIEBitmap, fParams, Progress, false, pages);
+    });
 }
 
 void TImagerIO::SaveToFilePNG(const std::string& FileName) {

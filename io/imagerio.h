@@ -60,6 +60,10 @@ class TImagerIO {
     void SaveToFileJpeg(const std::string& FileName);
     void SaveToStreamJpeg(TIEStream& Stream);
 
+    // TIFF: the page Params().TIFF_ImageIndex, with its alpha channel.
+    bool LoadFromFileTIFF(const std::string& FileName);
+    bool LoadFromStreamTIFF(TIEStream& Stream);
+
     // PNG: the picture with its alpha channel.
     bool LoadFromFilePNG(const std::string& FileName);
     bool LoadFromStreamPNG(TIEStream& Stream);
@@ -78,6 +82,10 @@ class TImagerIO {
     bool LoadJpeg(TIEStream& Stream, const std::string& FileName);
     void WriteJpeg(TIEStream& Stream);
     bool LoadPng(TIEStream& Stream, const std::string& FileName);
+    bool LoadTiff(TIEStream& Stream, const std::string& FileName);
+    // The steps around a codec's read: parameters reset, owner updated and told.
+    bool LoadWith(const std::string& FileName, TIOFileType FileType,
+                  const std::function<void(TProgressRec&)>& Read);
     void WritePng(TIEStream& Stream);
     void CommitUnlessBroken(TIEFileStream& Stream);
     TProgressRec MakeProgress();

@@ -66,6 +66,7 @@ void TIOParams::SetDefaultParams() {
     JPEG_DCTMethod = defaults.JPEG_DCTMethod;
     JPEG_Scale = defaults.JPEG_Scale;
     JPEG_EnableAdjustOrientation = defaults.EnableAdjustOrientation;
+    TIFF_EnableAdjustOrientation = defaults.EnableAdjustOrientation;
     RAW_AutoAdjustColors = defaults.RAW_AutoAdjustColors;
     RAW_UseCameraWB = defaults.RAW_UseCameraWB;
 }

@@ -220,10 +220,61 @@ struct TIOParamsMetadata {
     std::string XMP_Info;
 };
 
-// The TIFF family as far as other formats reach into it: an EXIF block is a small TIFF,
-// and its orientation travels here. The rest joins with the TIFF codec.
+enum TIOTIFFCompression : int32_t {
+    ioTIFF_UNCOMPRESSED,
+    ioTIFF_CCITT1D,
+    ioTIFF_G3FAX1D,
+    ioTIFF_G3FAX2D,
+    ioTIFF_G4FAX,
+    ioTIFF_LZW,
+    ioTIFF_OLDJPEG,
+    ioTIFF_JPEG,
+    ioTIFF_DEFLATE,
+    ioTIFF_PACKBITS,
+    ioTIFF_ZIP,
+    ioTIFF_UNKNOWN,
+};
+
+enum TIOTIFFPhotometInterpret : int32_t {
+    ioTIFF_WHITEISZERO,
+    ioTIFF_BLACKISZERO,
+    ioTIFF_RGB,
+    ioTIFF_RGBPALETTE,
+    ioTIFF_TRANSPMASK,
+    ioTIFF_CMYK,
+    ioTIFF_YCBCR,
+    ioTIFF_CIELAB,
+};
+
+enum TIOByteOrder : int32_t { ioBigEndian, ioLittleEndian };
+
+// The TIFF family; an EXIF block is a small TIFF, so its orientation travels here too.
 struct TIOParamsTIFF {
+    TIOTIFFCompression TIFF_Compression = ioTIFF_UNCOMPRESSED;
+    TIOTIFFPhotometInterpret TIFF_PhotometInterpret = ioTIFF_RGB;
+    int32_t TIFF_PlanarConf = 1;
+    // The page to load, and the entry of its SubIFDs to load instead (-1: the page).
+    int32_t TIFF_ImageIndex = 0;
+    int32_t TIFF_SubIndex = -1;
+    // A single tile to load, -1 for the whole picture.
+    int32_t TIFF_GetTile = -1;
     int32_t TIFF_Orientation = 1;
+    bool TIFF_EnableAdjustOrientation = false;
+    bool TIFF_BigTIFF = false;
+    TIOByteOrder TIFF_ByteOrder = ioLittleEndian;
+    int32_t TIFF_FillOrder = 1;
+    // Floating-point grey is stretched into 0 to 1 after loading.
+    bool TIFF_Normalize32fImages = true;
+    int32_t TIFF_PageNumber = -1;
+    int32_t TIFF_PageCount = -1;
+    int32_t TIFF_NewSubfileType = 0;
+    std::string TIFF_DocumentName;
+    std::string TIFF_ImageDescription;
+    std::string TIFF_PageName;
+    int32_t TIFF_XPos = 0;
+    int32_t TIFF_YPos = 0;
+    std::vector<uint8_t> TIFF_PhotoshopImageResources;
+    std::vector<uint8_t> TIFF_PhotoshopImageSourceData;
 };
 
 enum TIOPNGFilter : int32_t {

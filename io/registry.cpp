@@ -9,6 +9,7 @@
 
 #include "io/codecs/jpeg.h"
 #include "io/codecs/png.h"
+#include "io/codecs/tiff.h"
 #include "io/detect.h"
 
 namespace {
@@ -39,7 +40,7 @@ struct TBuiltInRow {
 // extensions, so it is fixed here. The system's imaging codecs (HD Photo, DDS, HEIF,
 // "Other Windows Images") don't exist on this platform: WebP stands alone.
 constexpr TBuiltInRow kBuiltInRows[] = {
-    {1, "TIFF Image", "TIFF;TIF;FAX;G3F;G3N", true},
+    {1, "TIFF Image", "TIFF;TIF;FAX;G3F;G3N", true, IETiffReadStream},
     {2, "GIF Image", "GIF", false},
     {3, "JPEG Image", "JPEG;JPG;JPE;JIF;JFIF", true, IEJpegReadStream, IEJpegWriteStream},
     {4, "PaintBrush", "PCX", false},

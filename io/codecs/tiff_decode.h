@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+// The decompressors of TIFF strips and tiles that work on bytes: each one is made for
+// one strip (or tile) and hands out its rows one after the other.
+class TIETiffRowDecoder {
+  public:
+    virtual ~TIETiffRowDecoder() = default;
+    // Fills Row with the next RowBytes bytes. False when the data ran out first: the
+    // part of Row that was decoded is filled in, the rest is left as it was.
+    virtual bool NextRow(uint8_t* Row, size_t RowBytes) = 0;
+};
+
+// TIFF compression codes the byte decoders take.
+enum : int32_t {
+    kTiffCompressionNone = 1,
+    kTiffCompressionLZW = 5,
+    kTiffCompressionDeflate = 8,
+    kTiffCompressionPackBits = 32773,
+    kTiffCompressionAdobeDeflate = 32946,
+};
+
+bool IEHasTiffRowDecoder(int32_t Compression);
+
+// The decoder for Compression over Data, or nullptr for a code it doesn't know.
+// ReverseBits (fill order 2) reverses the bits of each byte, where the format asks for
+// it. ExpectedBytes is the size of the decoded strip, which bounds what deflate makes.
+std::unique_ptr<TIETiffRowDecoder> IECreateTiffRowDecoder(int32_t Compression, std::vector<uint8_t> Data,
+                                                          bool ReverseBits, size_t ExpectedBytes);
+
+// Undoes the horizontal differencing of predictor 2 on one row of Samples samples of
+// Bits (8 or 16, in the machine's order), Stride samples to a pixel.
+void IEUndoTiffPredictor2(uint8_t* Row, size_t Samples, int32_t Bits, int32_t Stride);
+// Undoes predictor 3 on one row of Samples floating-point samples of Bytes each: the
+// byte differencing and the split into byte planes, most significant first. The samples
+// come out in the machine's order.
+void IEUndoTiffPredictor3(uint8_t* Row, size_t Samples, int32_t Bytes, int32_t Stride);
+
+uint8_t IEReverseBits(uint8_t Value);
