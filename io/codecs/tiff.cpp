@@ -13,6 +13,7 @@
 #include "io/codecs/tiff_ccitt.h"
 #include "io/codecs/tiff_decode.h"
 #include "io/codecs/tiff_ifd.h"
+#include "io/codecs/tiff_ojpeg.h"
 #include "io/codecs/tiff_rows.h"
 #include "io/orientation.h"
 
@@ -184,7 +185,8 @@ class TTIFFReaderContext {
                      TIEBitmap& Target, TIETiffRowConverter& Converter);
     bool DecodeSubsampledBlock(TIETiffRowDecoder& Decoder, int64_t X0, int64_t Y0, int64_t StoredWidth,
                                int64_t StoredRows, TIEBitmap& Target);
-    bool DecodeJpegBlock(const std::vector<uint8_t>& Data, int64_t X0, int64_t Y0, TIEBitmap& Target);
+    bool DecodeJpegBlock(std::vector<uint8_t> Data, int64_t X0, int64_t Y0, int64_t Rows, TIEBitmap& Target);
+    void PrepareOldJpeg(const TIETIFFIFDReader& Reader);
     void PrepareRow(uint8_t* Row, size_t Samples, int32_t Stride) const;
     bool Fail() {
         IESetAborting(fProgress);
@@ -200,6 +202,11 @@ class TTIFFReaderContext {
     double fLumaRed = 0.299, fLumaGreen = 0.587, fLumaBlue = 0.114;
     std::vector<TRGB> fPalette;
     std::unique_ptr<TIEGenericJPEG> fJpegCodec;
+    // Old-style JPEG: the head that each strip's scan data follows, empty where every
+    // strip is a whole stream.
+    std::vector<uint8_t> fOldJpegHead;
+    bool fOldJpegEndMarker = false;
+    std::vector<uint8_t> fOldJpegScanHead;
     int64_t fT4Options = 0;
 };
 
@@ -414,7 +421,7 @@ bool TTIFFReaderContext::DecodeBlock(size_t Index, int64_t X0, int64_t Y0, int64
     const int64_t rows = std::min(StoredRows, d.Height - Y0);
     const int64_t columns = std::min(StoredWidth, d.Width - X0);
     if (d.Compression == kCompressionJpeg || d.Compression == kCompressionOldJpeg)
-        return DecodeJpegBlock(ReadBlock(Index), X0, Y0, Target);
+        return DecodeJpegBlock(ReadBlock(Index), X0, Y0, rows, Target);
 
     const bool planar = d.Planar == 2 && d.Samples > 1;
     const size_t planes = planar ? size_t(d.Samples) : 1;
@@ -499,19 +506,31 @@ bool TTIFFReaderContext::DecodeSubsampledBlock(TIETiffRowDecoder& Decoder, int64
     return true;
 }
 
-bool TTIFFReaderContext::DecodeJpegBlock(const std::vector<uint8_t>& Data, int64_t X0, int64_t Y0,
+bool TTIFFReaderContext::DecodeJpegBlock(std::vector<uint8_t> Data, int64_t X0, int64_t Y0, int64_t Rows,
                                          TIEBitmap& Target) {
-    TIEMemoryStream stream(Data);
+    if (!fOldJpegHead.empty()) {
+        std::vector<uint8_t> stream = fOldJpegHead;
+        // The last strip holds only the rows that are left.
+        if (!fDir.Tiled) IEPatchJpegHeight(stream, int32_t(Rows));
+        if (Data.size() < 2 || Data[0] != 0xFF || Data[1] != 0xDA)
+            stream.insert(stream.end(), fOldJpegScanHead.begin(), fOldJpegScanHead.end());
+        stream.insert(stream.end(), Data.begin(), Data.end());
+        if (fOldJpegEndMarker) stream.insert(stream.end(), {0xFF, 0xD9});
+        Data = std::move(stream);
+    }
+    TIEMemoryStream stream(std::move(Data));
     TIEMemoryStream tables(fDir.JpegTables);
     TIEBitmap block;
     TIOParams params;
     params.GetMetaData = false;
     const bool raw = fDir.Photometric == kPhotometricRGB;
-    // Strips of one file share their tables: one codec object serves them all.
+    // New-style strips share their tables: one codec object serves them all. Old-style
+    // streams may end without their end marker, after which a codec can't go on.
+    const bool newStyle = fDir.Compression == kCompressionJpeg;
     // CMYK comes natively and is converted here: its inks are stored as amounts, and the
     // JPEG reader's inversion is for Adobe's files.
     ReadJpegStream(stream, fDir.JpegTables.empty() ? nullptr : &tables, block, params, fProgress, false, raw,
-                   false, false, false, false, -1, true, &fJpegCodec, true);
+                   false, false, false, false, -1, true, newStyle ? &fJpegCodec : nullptr, newStyle);
     if (block.PixelFormat() == ieCMYK)
         for (int32_t y = 0; y < block.Height(); ++y)
             if (auto* row = static_cast<uint8_t*>(block.GetScanline(y)))
@@ -531,6 +550,46 @@ bool TTIFFReaderContext::DecodeJpegBlock(const std::vector<uint8_t>& Data, int64
         }
     }
     return !IEIsAborting(fProgress);
+}
+
+// Old-style JPEG comes in four forms: a whole stream at the interchange offset; a head
+// of tables there that each strip's scans follow; tables in tags only, from which a head
+// is made; and strips that are whole streams, one of them without a byte count.
+void TTIFFReaderContext::PrepareOldJpeg(const TIETIFFIFDReader& Reader) {
+    TDirectory& d = fDir;
+    auto wholeStreamAt = [&](uint64_t Offset, uint64_t Bytes) {
+        d.Tiled = false;
+        d.Offsets = {Offset};
+        d.ByteCounts = {Bytes};
+        d.RowsPerStrip = d.Height;
+    };
+    if (d.JpegInterchangeOffset > 0) {
+        const uint64_t offset = uint64_t(d.JpegInterchangeOffset);
+        const uint64_t bytes = uint64_t(std::max<int64_t>(d.JpegInterchangeBytes, 0));
+        std::vector<uint8_t> head(size_t(std::min<uint64_t>(bytes, 1u << 16)));
+        const bool read = fSource.ReadAt(offset, head.data(), head.size());
+        if (!read || d.Offsets.empty() || d.Offsets[0] == offset || IEJpegHasScan(head))
+            wholeStreamAt(offset, bytes);
+        else
+            fOldJpegHead = std::move(head);
+        // Writers put the scan header in front of the first strip only; the others
+        // get a copy of it.
+        const std::vector<uint8_t> first = d.Offsets.empty() ? std::vector<uint8_t>{} : ReadBlock(0);
+        if (!fOldJpegHead.empty() && first.size() > 4 && first[0] == 0xFF && first[1] == 0xDA) {
+            const size_t length = size_t(first[2] << 8 | first[3]) + 2;
+            if (length <= first.size())
+                fOldJpegScanHead.assign(first.begin(), first.begin() + std::ptrdiff_t(length));
+        }
+    } else if (Reader.GetDataNum(519) > 0) {
+        const int64_t width = d.Tiled ? d.TileWidth : d.Width;
+        const int64_t height = d.Tiled ? d.TileLength : d.RowsPerStrip;
+        fOldJpegHead = IEOldJpegHeaderFromTags(Reader, d.Samples, int32_t(width), int32_t(height),
+                                               d.Photometric == kPhotometricYCbCr ? d.SubsamplingH : 1,
+                                               d.Photometric == kPhotometricYCbCr ? d.SubsamplingV : 1);
+        fOldJpegEndMarker = true;
+    } else if (d.ByteCounts.empty() && !d.Offsets.empty()) {
+        wholeStreamAt(d.Offsets[0], 0);
+    }
 }
 
 bool TTIFFReaderContext::ReadBlocks(TIEBitmap& Target, TIETiffRowConverter& Converter) {
@@ -594,13 +653,7 @@ void TTIFFReaderContext::ReadStream(bool Preview, int32_t& PageCount) {
         Fail();
         return;
     }
-    // Old-style JPEG that holds a whole interchange stream of its own.
-    if (d.Compression == kCompressionOldJpeg && d.JpegInterchangeOffset > 0) {
-        d.Tiled = false;
-        d.Offsets = {uint64_t(d.JpegInterchangeOffset)};
-        d.ByteCounts = {uint64_t(std::max<int64_t>(d.JpegInterchangeBytes, 0))};
-        d.RowsPerStrip = d.Height;
-    }
+    if (d.Compression == kCompressionOldJpeg) PrepareOldJpeg(reader);
     TIETiffSampleLayout layout;
     layout.Samples = d.Samples;
     layout.Bits = d.Bits;

@@ -18,6 +18,7 @@ class TIETIFFIFDReader {
     bool Read(uint64_t Offset);
     uint64_t NextIFD() const { return fDirectory.NextIFD; }
     bool TIFF_BigTIFF() const { return fHeader.BigTIFF; }
+    TIEDetectSource& Source() const { return fSource; }
 
     // The entry's position in the directory, -1 if absent.
     int32_t FindTAG(uint16_t Tag) const;
