@@ -118,8 +118,8 @@ TIOTIFFCompression CompressionOf(int64_t Code, int64_t T4Options) {
     }
 }
 
-TIOTIFFPhotometInterpret PhotometricOf(int64_t Code) {
-    return Code >= 0 && Code <= 8 && Code != 7 ? TIOTIFFPhotometInterpret(Code) : ioTIFF_WHITEISZERO;
+TIOTIFFPhotometInterpret PhotometricOf(int32_t Code) {
+    return Code == 8 ? ioTIFF_CIELAB : TIOTIFFPhotometInterpret(Code);
 }
 
 // Interleaves one row of each plane into a row of whole pixels.
@@ -245,7 +245,9 @@ bool TTIFFReaderContext::ReadTags(const TIETIFFIFDReader& Reader) {
     d.RowsPerStrip = Reader.GetInteger(kTagRowsPerStrip, 0, d.Height);
     if (d.RowsPerStrip <= 0 || d.RowsPerStrip > d.Height) d.RowsPerStrip = d.Height;
     d.SampleFormat = int32_t(Reader.GetInteger(kTagSampleFormat, 0, 1));
-    d.Photometric = int32_t(PhotometricOf(Reader.GetInteger(kTagPhotometric, 0, kPhotometricRGB)));
+    // Unknown photometric codes read as 0.
+    const int64_t photometric = Reader.GetInteger(kTagPhotometric, 0, kPhotometricRGB);
+    d.Photometric = (photometric >= 0 && photometric <= 6) || photometric == 8 ? int32_t(photometric) : 0;
     d.Planar = int32_t(Reader.GetInteger(kTagPlanarConfig, 0, 1));
     d.Compression = int32_t(Reader.GetInteger(kTagCompression, 0, 1));
     d.Predictor = int32_t(Reader.GetInteger(kTagPredictor, 0, 1));
@@ -329,7 +331,7 @@ void TTIFFReaderContext::FillParams(const TIETIFFIFDReader& Reader) {
     p.TIFF_ByteOrder = fHeader.BigEndian ? ioBigEndian : ioLittleEndian;
     fT4Options = Reader.GetInteger(kTagT4Options, 0, 0);
     p.TIFF_Compression = CompressionOf(d.Compression, fT4Options);
-    p.TIFF_PhotometInterpret = TIOTIFFPhotometInterpret(d.Photometric);
+    p.TIFF_PhotometInterpret = PhotometricOf(d.Photometric);
     p.TIFF_PlanarConf = d.Planar;
     p.TIFF_FillOrder = d.FillOrder;
     p.TIFF_Orientation = int32_t(Reader.GetInteger(kTagOrientation, 0, 1));
@@ -456,7 +458,9 @@ bool TTIFFReaderContext::DecodeBlock(size_t Index, int64_t X0, int64_t Y0, int64
         if (planar) {
             for (size_t plane = 0; plane < planes; ++plane) {
                 uint8_t* planeRow = planeRows.data() + plane * rowBytes;
-                complete = decoders[plane]->NextRow(planeRow, rowBytes) && complete;
+                // The first plane decides: the others may be short or missing.
+                const bool full = decoders[plane]->NextRow(planeRow, rowBytes);
+                if (plane == 0) complete = full;
                 PrepareRow(planeRow, samplesPerRow, 1);
             }
             JoinPlanes(planeRows.data(), rowBytes, planes, samplesPerRow, d.Bits, row.data());

@@ -20,6 +20,7 @@ class TBufferRows : public TIETiffRowDecoder {
     bool NextRow(uint8_t* Row, size_t RowBytes) override {
         const size_t count = std::min(RowBytes, fData.size() - fPos);
         std::memcpy(Row, fData.data() + fPos, count);
+        std::memset(Row + count, 0, RowBytes - count);
         fPos += count;
         return count == RowBytes;
     }
@@ -56,6 +57,7 @@ class TPackBitsRows : public TIETiffRowDecoder {
         if (fReverse)
             for (size_t i = 0; i < out; ++i)
                 Row[i] = IEReverseBits(Row[i]);
+        std::memset(Row + out, 0, RowBytes - out);
         return out == RowBytes;
     }
 
@@ -71,7 +73,11 @@ class TLzwRows : public TIETiffRowDecoder {
         : fData(std::move(Data)),
           fDecoder(fData.data(), fData.size(), TIELzwDecoder::TBitOrder::MsbFirst, 8, true) {}
 
-    bool NextRow(uint8_t* Row, size_t RowBytes) override { return fDecoder.Read(Row, RowBytes) == RowBytes; }
+    bool NextRow(uint8_t* Row, size_t RowBytes) override {
+        const size_t count = fDecoder.Read(Row, RowBytes);
+        std::memset(Row + count, 0, RowBytes - count);
+        return count == RowBytes;
+    }
 
   private:
     std::vector<uint8_t> fData;

@@ -11,7 +11,7 @@ class TIETiffRowDecoder {
   public:
     virtual ~TIETiffRowDecoder() = default;
     // Fills Row with the next RowBytes bytes. False when the data ran out first: the
-    // part of Row that was decoded is filled in, the rest is left as it was.
+    // part of Row that was decoded is filled in, the rest is zero.
     virtual bool NextRow(uint8_t* Row, size_t RowBytes) = 0;
 };
 
