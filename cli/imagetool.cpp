@@ -18,9 +18,9 @@
 namespace {
 
 const char* const kUsage = "Usage: pixelwright-cli image detect FILE\n"
-                           "       pixelwright-cli image info FILE\n"
+                           "       pixelwright-cli image info FILE [--index N]\n"
                            "       pixelwright-cli image resample IN OUT --width W --height H --filter NAME "
-                           "[--maintain]\n"
+                           "[--maintain] [--index N]\n"
                            "       pixelwright-cli image process IN OUT OP...\n";
 
 const char* ColorSpaceName(TIOJPEGColorspace Space) {
@@ -45,15 +45,18 @@ int Detect(const std::vector<std::string>& Arguments, std::ostream& Out, std::os
 }
 
 int Info(const std::vector<std::string>& Arguments, std::ostream& Out, std::ostream& Err) {
-    if (Arguments.size() != 2) {
+    int32_t index = 0;
+    const bool indexed = Arguments.size() == 4 && Arguments[2] == "--index" && ParseInteger(Arguments[3], index);
+    if (Arguments.size() != 2 && !indexed) {
         Err << kUsage;
         return 2;
     }
     TImagerView holder;
-    if (!LoadImageFile(holder, Arguments[1], Err)) return 1;
+    if (!LoadImageFile(holder, Arguments[1], Err, index)) return 1;
     TIEBitmap& bitmap = holder.IEBitmap();
     const TIOParams& params = holder.IO().Params();
     Out << bitmap.Width() << " " << bitmap.Height() << " " << IEPixelFormatName(bitmap.PixelFormat()) << "\n";
+    Out << "PageCount=" << params.ImageCount << "\n";
     Out << "FileType=" << params.FileType << "\n";
     Out << "DpiX=" << params.DpiX << "\n";
     Out << "DpiY=" << params.DpiY << "\n";
@@ -78,7 +81,7 @@ int Resample(const std::vector<std::string>& Arguments, std::ostream& Err) {
         Err << kUsage;
         return 2;
     }
-    int32_t width = 0, height = 0;
+    int32_t width = 0, height = 0, index = 0;
     bool haveWidth = false, haveHeight = false, haveFilter = false, maintain = false;
     TResampleFilter filter = rfNone;
     for (size_t i = 3; i < Arguments.size(); ++i) {
@@ -91,6 +94,8 @@ int Resample(const std::vector<std::string>& Arguments, std::ostream& Err) {
             ++i;
         } else if (option == "--height" && hasValue && ParseInteger(Arguments[i + 1], height)) {
             haveHeight = true;
+            ++i;
+        } else if (option == "--index" && hasValue && ParseInteger(Arguments[i + 1], index)) {
             ++i;
         } else if (option == "--filter" && hasValue && ParseResampleFilter(Arguments[i + 1], filter)) {
             haveFilter = true;
@@ -105,7 +110,7 @@ int Resample(const std::vector<std::string>& Arguments, std::ostream& Err) {
         return 2;
     }
     TImagerView holder;
-    if (!LoadImageFile(holder, Arguments[1], Err)) return 1;
+    if (!LoadImageFile(holder, Arguments[1], Err, index)) return 1;
     TIEBitmap& bitmap = holder.IEBitmap();
     int32_t resolvedWidth = width, resolvedHeight = height;
     IEResolveResampleSize(resolvedWidth, resolvedHeight, bitmap.Width(), bitmap.Height(), maintain);
@@ -211,7 +216,11 @@ bool WriteImageFile(TImagerView& Holder, const std::string& FileName) {
 
 // Loads as the batch does, by content first; a missing file and a file that isn't a
 // picture both end in a message.
-bool LoadImageFile(TImagerView& Holder, const std::string& FileName, std::ostream& Err) {
+bool LoadImageFile(TImagerView& Holder, const std::string& FileName, std::ostream& Err, int32_t Index) {
+    // The index reaches every family that has pages or frames.
+    TIOParams& params = Holder.IO().Params();
+    params.ImageIndex = Index;
+    params.TIFF_ImageIndex = Index;
     try {
         if (Holder.IO().LoadFromFileAuto(FileName)) return true;
     } catch (const std::exception& error) {

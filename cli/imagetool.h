@@ -23,8 +23,8 @@ bool ParseResampleFilter(const std::string& Name, TResampleFilter& Filter);
 bool WritePNM(TIEBitmap& Bitmap, const std::string& FileName);
 
 // Loads FileName into the holder as the batch does, by content first; false, with a
-// message on Err, for a missing file or one that isn't a picture.
-bool LoadImageFile(TImagerView& Holder, const std::string& FileName, std::ostream& Err);
+// message on Err, for a missing file or one that isn't a picture. Index: the page or frame.
+bool LoadImageFile(TImagerView& Holder, const std::string& FileName, std::ostream& Err, int32_t Index = 0);
 
 // Writes the holder's current bitmap to FileName: PNG, with the alpha channel, for a name
 // ending in ".png" (any case), PNM otherwise. False when the file can't be written.
