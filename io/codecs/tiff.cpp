@@ -4,6 +4,7 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <mutex>
 #include <set>
 
 #include "image/bitmap.h"
@@ -71,6 +72,7 @@ enum : int32_t { kPhotometricWhiteIsZero = 0, kPhotometricBlackIsZero = 1, kPhot
 enum : int32_t { kPhotometricPalette = 3, kPhotometricSeparated = 5, kPhotometricYCbCr = 6 };
 enum : int32_t { kCompressionOldJpeg = 6, kCompressionJpeg = 7 };
 
+std::mutex gLimitsLock;
 TIETiffLimits gLimits;
 
 // Stretches floating-point grey so that its smallest value becomes 0 and its largest 1.
@@ -169,7 +171,7 @@ struct TDirectory {
 class TTIFFReaderContext {
   public:
     TTIFFReaderContext(TIEStream& Stream, TIEBitmap& Bitmap, TIOParams& IOParams, TProgressRec& Progress)
-        : fSource(Stream), fBitmap(Bitmap), fParams(IOParams), fProgress(Progress) {}
+        : fSource(Stream), fBitmap(Bitmap), fParams(IOParams), fProgress(Progress), fLimits(IETiffLimits()) {}
 
     void ReadStream(bool Preview, int32_t& PageCount);
 
@@ -197,6 +199,7 @@ class TTIFFReaderContext {
     TIEBitmap& fBitmap;
     TIOParams& fParams;
     TProgressRec& fProgress;
+    const TIETiffLimits fLimits;
     TIETiffHeader fHeader;
     TDirectory fDir;
     double fLumaRed = 0.299, fLumaGreen = 0.587, fLumaBlue = 0.114;
@@ -214,7 +217,7 @@ bool TTIFFReaderContext::SelectDirectory(TIETIFFIFDReader& Reader, int32_t& Page
     // The chain is walked to its end for the count; a loop ends it like a zero offset.
     std::vector<uint64_t> pages;
     std::set<uint64_t> seen;
-    for (uint64_t offset = fHeader.FirstIFD; offset != 0 && int32_t(pages.size()) < gLimits.MaxPages;) {
+    for (uint64_t offset = fHeader.FirstIFD; offset != 0 && int32_t(pages.size()) < fLimits.MaxPages;) {
         if (!seen.insert(offset).second || !Reader.Read(offset)) break;
         pages.push_back(offset);
         offset = Reader.NextIFD();
@@ -384,9 +387,9 @@ TIEPixelFormat TTIFFReaderContext::ChooseFormat() const {
 bool TTIFFReaderContext::WithinLimits() const {
     const TDirectory& d = fDir;
     if (d.Width <= 0 || d.Height <= 0 || d.Width > INT32_MAX || d.Height > INT32_MAX) return false;
-    if (d.Width > gLimits.MaxPixels / d.Height) return false;
+    if (d.Width > fLimits.MaxPixels / d.Height) return false;
     const double decoded = double(d.Width) * double(d.Height) * d.Samples * d.Bits / 8;
-    return decoded <= double(std::max<uint64_t>(fSource.Size(), 1)) * double(gLimits.MaxExpansion);
+    return decoded <= double(std::max<uint64_t>(fSource.Size(), 1)) * double(fLimits.MaxExpansion);
 }
 
 // The bytes of a strip or tile as far as the file holds them; a count of 0 runs to the
@@ -719,6 +722,16 @@ void TTIFFReaderContext::ReadStream(bool Preview, int32_t& PageCount) {
 }
 
 } // namespace
+
+TIETiffLimits IETiffLimits() {
+    std::lock_guard<std::mutex> lock(gLimitsLock);
+    return gLimits;
+}
+
+void IESetTiffLimits(const TIETiffLimits& Limits) {
+    std::lock_guard<std::mutex> lock(gLimitsLock);
+    gLimits = Limits;
+}
 
 void ReadTIFFStream(TIEStream& Stream, TIEBitmap& Bitmap, TIOParams& IOParams, TProgressRec& Progress,
                     bool Preview, int32_t& PageCount) {

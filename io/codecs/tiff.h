@@ -17,6 +17,8 @@ struct TIETiffLimits {
     // Pages walked when counting them.
     int32_t MaxPages = 65536;
 };
+TIETiffLimits IETiffLimits();
+void IESetTiffLimits(const TIETiffLimits& Limits);
 
 // Reads the page TIFF_ImageIndex (or its sub-directory TIFF_SubIndex) of a classic or
 // BigTIFF stream into Bitmap, from the stream's position on. PageCount receives the

@@ -19,7 +19,7 @@ class TBufferRows : public TIETiffRowDecoder {
 
     bool NextRow(uint8_t* Row, size_t RowBytes) override {
         const size_t count = std::min(RowBytes, fData.size() - fPos);
-        std::memcpy(Row, fData.data() + fPos, count);
+        if (count > 0) std::memcpy(Row, fData.data() + fPos, count);
         std::memset(Row + count, 0, RowBytes - count);
         fPos += count;
         return count == RowBytes;
