@@ -2,6 +2,7 @@
 
 #include "cli/imageprocess.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <fstream>
@@ -46,7 +47,8 @@ int Detect(const std::vector<std::string>& Arguments, std::ostream& Out, std::os
 
 int Info(const std::vector<std::string>& Arguments, std::ostream& Out, std::ostream& Err) {
     int32_t index = 0;
-    const bool indexed = Arguments.size() == 4 && Arguments[2] == "--index" && ParseInteger(Arguments[3], index);
+    const bool indexed =
+        Arguments.size() == 4 && Arguments[2] == "--index" && ParseInteger(Arguments[3], index);
     if (Arguments.size() != 2 && !indexed) {
         Err << kUsage;
         return 2;
@@ -222,7 +224,9 @@ bool LoadImageFile(TImagerView& Holder, const std::string& FileName, std::ostrea
     params.ImageIndex = Index;
     params.TIFF_ImageIndex = Index;
     try {
-        if (Holder.IO().LoadFromFileAuto(FileName)) return true;
+        // Single-picture readers don't look at the index: past their one picture is
+        // past the last all the same.
+        if (Holder.IO().LoadFromFileAuto(FileName) && Index < std::max(params.ImageCount, 1)) return true;
     } catch (const std::exception& error) {
         Err << "pixelwright-cli: " << error.what() << "\n";
         return false;

@@ -102,6 +102,13 @@ TEST(ImageTool, DetectAndInfo) {
     TRun grey = Tool("info " + CorpusFile("jpeg-decoder/reftest/mozilla/jpg-gray.jpg"));
     EXPECT_NE(grey.Out.find("\nJPEG_ColorSpace=ioJPEG_GRAYLEV\n"), std::string::npos);
 
+    // Pages of a TIFF by --index, and none past the last.
+    const std::string pages = "info " + CorpusFile("pillow/tiff/multipage.tiff");
+    TRun second = Tool(pages + " --index 1");
+    EXPECT_EQ(second.Out.substr(0, second.Out.find("\nFileType")), "10 10 ie24RGB\nPageCount=3");
+    EXPECT_EQ(Tool(pages + " --index 2").Out.substr(0, 14), "20 20 ie24RGB\n");
+    EXPECT_EQ(Tool(pages + " --index 3").Status, 1);
+
     // A GIF: a format without a reader yet.
     TRun failed = Tool("info " + CorpusFile("sdl_image/palette.gif"));
     EXPECT_EQ(failed.Status, 1);
@@ -196,6 +203,9 @@ TEST(ImageTool, StatusTwoForBadArgumentsOneForFilesAndRefusedValues) {
         {"resample " + in + dir / "missing/out.png --width 8 --height 8 --filter none", 1},
         {"process " + dir / "missing.png " + out + "--gray", 1},
         {"process " + in + out + "--merge " + dir / "missing.png 50", 1},
+        {"resample " + in + out + "--width 8 --height 8 --filter none --index one", 2},
+        {"resample " + in + out + "--width 8 --height 8 --filter none --index 1", 1},
+        {"info " + in + "--index 1", 1},
     };
     for (const auto& [line, status] : runs)
         EXPECT_EQ(Tool(line).Status, status) << line;
