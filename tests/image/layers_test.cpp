@@ -39,25 +39,22 @@ class TFixedOwner : public TIELayerOwner {
 
 } // namespace
 
+// On a 100 x 50 background a 31 x 11 layer centres at 34.5 and 19.5, cut; codes below
+// the alignment ones are plain positions, and Left and Top share theirs.
 TEST(Layer, AlignedPositionsFollowTheBackgroundAndValuesAreCutOrClamped) {
     TFixedOwner owner;
     auto layer = Layer("ie24RGB 0");
-    layer->Bitmap().Allocate(30, 10, ie24RGB);
+    layer->Bitmap().Allocate(31, 11, ie24RGB);
     layer->SetOwner(&owner);
-    const std::pair<int32_t, int32_t> xs[] = {{IELayerPosAlignRight, 70},
-                                              {IELayerPosAlignCenter, 35},
-                                              {IELayerPosAlignLeft, 0},
-                                              {IELayerPosAlignLeft - 1, IELayerPosAlignLeft - 1},
-                                              {-40, -40}};
-    for (auto [set, expected] : xs) {
+    for (auto [set, x, y] : {std::tuple{IELayerPosAlignRight, 69, 39},
+                             {IELayerPosAlignCenter, 34, 19},
+                             {IELayerPosAlignLeft, 0, 0},
+                             {IELayerPosAlignLeft - 1, IELayerPosAlignLeft - 1, IELayerPosAlignLeft - 1},
+                             {-40, -40, -40}}) {
         layer->SetPosX(set);
-        EXPECT_EQ(layer->PosX(), expected) << set;
+        layer->SetPosY(set);
+        EXPECT_EQ(std::make_pair(layer->PosX(), layer->PosY()), std::make_pair(x, y)) << set;
     }
-    layer->SetPosY(IELayerPosAlignBottom);
-    EXPECT_EQ(layer->PosY(), 40);
-    layer->SetPosY(IELayerPosAlignMiddle);
-    EXPECT_EQ(layer->PosY(), 20);
-    // Fractional positions are cut toward zero; Transparency is clamped to 0..255.
     layer->SetPosXD(-2.7);
     layer->SetPosYD(3.9);
     EXPECT_EQ(std::make_pair(layer->PosX(), layer->PosY()), std::make_pair(-2, 3));
