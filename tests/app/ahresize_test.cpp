@@ -52,14 +52,6 @@ std::string Steps(TRisizeProperty Job, int32_t Width, int32_t Height, TResampleF
     return worker.Steps.str();
 }
 
-TRisizeProperty Job(int32_t NewSize, bool Multi, bool HeighPrio = false) {
-    TRisizeProperty job;
-    job.NewSize = NewSize;
-    job.Multi = Multi;
-    job.HeighPrio = HeighPrio;
-    return job;
-}
-
 // Turns Picture into what the transform and save stages make of it.
 void Finish(TRisizeProperty Job, TIEBitmap& Picture) {
     TTempDir dir;
@@ -105,11 +97,9 @@ std::string Finish(const TPicture& Mark, const std::string& Flags, const TPictur
         Mark.Draw(mark);
         TImagerIO(&mark, false).SaveToFilePNG(program / "Watermark.png");
     }
-    TRisizeProperty job;
-    job.WaterMark = Flags.find('W') != std::string::npos;
-    job.BW = Flags.find('B') != std::string::npos;
     Source.Draw(bitmap);
-    Finish(job, bitmap);
+    Finish({.WaterMark = Flags.find('W') != std::string::npos, .BW = Flags.find('B') != std::string::npos},
+           bitmap);
     SetProgramArgument0("");
     std::ostringstream text;
     for (int32_t y = 0; y < bitmap.Height(); ++y)
@@ -132,26 +122,27 @@ TEST(ResizeWorker, TargetNameDropsTheLastExtensionOnly) {
 TEST(ResizeWorker, SizeStepsFitTheLongerSideOrTheHeight) {
     // Three quarters of the cut hundreds each step, the free side cut each time:
     // 2250 / 3000 * 2250 = 1687.5, 1650 / 2250 * 1687 = 1237.1, 1200 / 1650 * 1237 = 899.6.
-    EXPECT_EQ(Steps(Job(1200, false), 4000, 3000), "3000x2250 2250x1687 1650x1237 1200x899 ");
-    EXPECT_EQ(Steps(Job(1200, false), 3000, 4000), "2250x3000 1687x2250 1237x1650 899x1200 ");
+    EXPECT_EQ(Steps({.NewSize = 1200}, 4000, 3000), "3000x2250 2250x1687 1650x1237 1200x899 ");
+    EXPECT_EQ(Steps({.NewSize = 1200}, 3000, 4000), "2250x3000 1687x2250 1237x1650 899x1200 ");
     // 5 x 4 hundreds: 375 is more than the target and 225 is clamped up to it.
-    EXPECT_EQ(Steps(Job(300, false), 550, 400), "375x272 300x217 ");
-    EXPECT_EQ(Steps(Job(1200, true), 4000, 3000), "1200x900 ");
+    EXPECT_EQ(Steps({.NewSize = 300}, 550, 400), "375x272 300x217 ");
+    EXPECT_EQ(Steps({.NewSize = 1200, .Multi = true}, 4000, 3000), "1200x900 ");
     // Small pictures grow in one step; one at the target is still resampled.
-    EXPECT_EQ(Steps(Job(1200, false), 1000, 800), "1200x960 ");
-    EXPECT_EQ(Steps(Job(1200, true), 1200, 700), "1200x700 ");
+    EXPECT_EQ(Steps({.NewSize = 1200}, 1000, 800), "1200x960 ");
+    EXPECT_EQ(Steps({.NewSize = 1200, .Multi = true}, 1200, 700), "1200x700 ");
     // Every picture fits its height, also a wide one, which then grows.
-    EXPECT_EQ(Steps(Job(1200, true, true), 4000, 1000), "4800x1200 ");
+    EXPECT_EQ(Steps({.NewSize = 1200, .HeighPrio = true, .Multi = true}, 4000, 1000), "4800x1200 ");
 }
 
 TEST(ResizeWorker, EachMethodAsksForItsFilterAndAnUnknownOneSkipsResampling) {
     const TResampleFilter filters[] = {rfMitchell, rfBilinear, rfBicubic,    rfLanczos3, rfHermite,
                                        rfBell,     rfBSpline,  rfWICCubicHQ, rfNone};
     for (int methode = 0; methode <= 8; ++methode) {
-        TRisizeProperty job = Job(50, true);
-        job.ResizeMethode = TResizeMethode(methode);
         TResampleFilter filter;
-        EXPECT_EQ(Steps(job, 200, 100, &filter), methode < 8 ? "50x25 " : "") << methode;
+        EXPECT_EQ(Steps({.NewSize = 50, .Multi = true, .ResizeMethode = TResizeMethode(methode)}, 200, 100,
+                        &filter),
+                  methode < 8 ? "50x25 " : "")
+            << methode;
         EXPECT_EQ(filter, filters[methode]) << methode;
     }
 }
@@ -159,12 +150,10 @@ TEST(ResizeWorker, EachMethodAsksForItsFilterAndAnUnknownOneSkipsResampling) {
 TEST(ResizeWorker, ParksFromItsThreadUntilReleasedKeepsItsExceptionAndCanBeStoppedBeforeStarting) {
     TTempDir dir;
     WriteTextFile(dir / "hostname", "not a picture");
-    TRisizeProperty job;
-    job.Source = dir / "hostname";
-    job.Destination = "/nonexistent/dir/Resize";
     // Process-wide, and so for the thumbnails too: orientation always, CMS as the job says.
     IEGlobalSettings().IOParamDefaults().EnableAdjustOrientation = false;
-    job.EnableCMS = true;
+    TRisizeProperty job{
+        .Source = dir / "hostname", .Destination = "/nonexistent/dir/Resize", .EnableCMS = true};
     TResize worker(job);
     EXPECT_TRUE(IEGlobalSettings().IOParamDefaults().EnableAdjustOrientation &&
                 IEGlobalSettings().EnableCMS());
@@ -213,11 +202,8 @@ TEST(ResizeWorkerFinish, EachFlagRunsItsStepEnhancementBeforeTheHalfSharpenedBle
                 const uint8_t v = uint8_t(((x / 4 + y / 4) & 1 ? 180 : 50) + (x * 3 + y) % 20);
                 original.SetPixels_ie24RGB(x, y, TRGB{uint8_t(v / 2), v, uint8_t(v / 4 + 100)});
             }
-        TRisizeProperty job;
-        job.ImageEnhance = enhance;
-        job.SharpImg = sharpen;
         result.AssignImage(original);
-        Finish(job, result);
+        Finish({.SharpImg = sharpen, .ImageEnhance = enhance}, result);
         expected.AssignImage(original);
         if (enhance) IEAutoImageEnhance3(expected, 0.33, 70, TIEProgressEvent(), nullptr);
         sharpened.AssignImage(expected);

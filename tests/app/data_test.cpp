@@ -36,25 +36,19 @@ std::vector<std::string> AllIds(TDM& Dm) {
 
 // Workers that wait for the test's go before they do their work, so that the driver's
 // pump is sure to turn while the first one runs, however fast the work itself would be.
-class TGatedDM : public TDM {
-  public:
+struct TGatedDM : TDM {
     std::promise<void> Go;
+    std::shared_future<void> Gate = Go.get_future().share();
 
-  protected:
     std::unique_ptr<TResize> CreateWorker(const TRisizeProperty& Job) override {
         struct TGatedResize : TResize {
-            TGatedResize(const TRisizeProperty& Job, std::shared_future<void> Go) : TResize(Job), fGo(Go) {}
-            void Execute() override {
-                fGo.wait();
-                TResize::Execute();
-            }
-            std::shared_future<void> fGo;
+            TGatedResize(const TRisizeProperty& Job, std::shared_future<void> Gate)
+                : TResize(Job), Gate(Gate) {}
+            std::shared_future<void> Gate;
+            void Execute() override { Gate.wait(), TResize::Execute(); }
         };
-        return std::make_unique<TGatedResize>(Job, fGo);
+        return std::make_unique<TGatedResize>(Job, Gate);
     }
-
-  private:
-    std::shared_future<void> fGo = Go.get_future().share();
 };
 
 // A photo-like JPEG: shading, edges and some noise.
@@ -194,26 +188,7 @@ TEST(DataModule, AddFilesAndFolderListingTakeRegularFilesOnceInNameOrder) {
     EXPECT_EQ(Rows(given, nullptr), "b1|noext");
 }
 
-TEST(DataModule, DestinationIsASubFolderOfTheSourcesFolder) {
-    TTempDir dir;
-    TDM dm;
-    std::vector<std::string> messages;
-    dm.OnMessage = [&](const std::string& Text) { messages.push_back(Text); };
-    EXPECT_EQ(dm.CreateDestinationDir(dir / "a.jpg", "Resize"), dir / "Resize");
-    EXPECT_TRUE(std::filesystem::is_directory(dir / "Resize"));
-    // A bare name lies in the working folder.
-    const std::filesystem::path working = std::filesystem::current_path();
-    std::filesystem::current_path(dir.Path());
-    EXPECT_EQ(dm.CreateDestinationDir("a.jpg", "Here"), "./Here");
-    std::filesystem::current_path(working);
-    EXPECT_TRUE(std::filesystem::is_directory(dir / "Here"));
-    // One level only: a missing parent is a failure with its message.
-    EXPECT_EQ(dm.CreateDestinationDir(dir / "a.jpg", "x/y"), "");
-    EXPECT_EQ(messages,
-              std::vector<std::string>{"Das Verzeichnis \"" + dir / "x/y" + "\" kann nicht erstellt werden"});
-}
-
-TEST(DataModule, ADestinationMadeByAnotherRunAtTheSameTimeIsNoFailure) {
+TEST(DataModule, DestinationIsASubFolderOfTheSourcesFolderAndMayBeMadeByAnotherRunAtTheSameTime) {
     TTempDir dir;
     constexpr int kRuns = 8;
     std::atomic<int> failures{0};
@@ -234,6 +209,20 @@ TEST(DataModule, ADestinationMadeByAnotherRunAtTheSameTimeIsNoFailure) {
             run.join();
     }
     EXPECT_EQ(failures, 0);
+    EXPECT_TRUE(std::filesystem::is_directory(dir / "Resize19"));
+    TDM dm;
+    std::vector<std::string> messages;
+    dm.OnMessage = [&](const std::string& Text) { messages.push_back(Text); };
+    // A bare name lies in the working folder.
+    const std::filesystem::path working = std::filesystem::current_path();
+    std::filesystem::current_path(dir.Path());
+    EXPECT_EQ(dm.CreateDestinationDir("a.jpg", "Here"), "./Here");
+    std::filesystem::current_path(working);
+    EXPECT_TRUE(std::filesystem::is_directory(dir / "Here"));
+    // One level only: a missing parent is a failure with its message.
+    EXPECT_EQ(dm.CreateDestinationDir(dir / "a.jpg", "x/y"), "");
+    EXPECT_EQ(messages,
+              std::vector<std::string>{"Das Verzeichnis \"" + dir / "x/y" + "\" kann nicht erstellt werden"});
 }
 
 TEST(DataModule, SelectionIsCountedOnceAndBecomesAnIdListWithoutGroupRows) {
@@ -345,21 +334,15 @@ TEST(Batch, JpegSizesNamesColourSpacesAndQuality) {
                   "OK ..\\Resize\\" + expected);
     }
     // Otherwise the job's quality: 5000 / 30 = 166, (16 * 166 + 50) / 100 = 27.
-    TRisizeProperty job;
-    job.NewSize = 160;
-    job.JpgQuali = 30;
-    job.JPEGProgressive = true;
-    EXPECT_EQ(Inspect(RunWorker(job, dir / "landscape.jpg", dir.Path())), "160x106 ycbcr progressive q27");
+    EXPECT_EQ(Inspect(RunWorker({.NewSize = 160, .JpgQuali = 30, .JPEGProgressive = true},
+                                dir / "landscape.jpg", dir.Path())),
+              "160x106 ycbcr progressive q27");
 }
 
 TEST(Batch, AutoSizeTakesTheFirstQualityThatFitsOrTwenty) {
     TTempDir dir;
     WritePhoto(dir / "photo.jpg", 640, 480);
-    TRisizeProperty job;
-    job.NewSize = 640;
-    job.Multi = true;
-    job.AutoSize = true;
-    job.MaxFileSize = 40;
+    TRisizeProperty job{.NewSize = 640, .MaxFileSize = 40, .AutoSize = true, .Multi = true};
     const std::string fitted = RunWorker(job, dir / "photo.jpg", dir.Path());
     EXPECT_LE(std::filesystem::file_size(fitted), 40u * 1024);
     // The quality it took, read back from the table (several share an entry: the highest of
@@ -373,7 +356,6 @@ TEST(Batch, AutoSizeTakesTheFirstQualityThatFitsOrTwenty) {
     ASSERT_TRUE(next > 21 && next < 100) << next;
     job.AutoSize = false;
     job.JpgQuali = next;
-    job.Prefix = "H-";
     EXPECT_GT(std::filesystem::file_size(RunWorker(job, dir / "photo.jpg", dir.Path())), 40u * 1024);
     // Nothing fits 1 KB: written at 20.
     job.AutoSize = true;
@@ -384,8 +366,7 @@ TEST(Batch, AutoSizeTakesTheFirstQualityThatFitsOrTwenty) {
 TEST(Batch, CameraFilesComeOutUprightAndPngsAsJpegs) {
     PW_REQUIRE_CORPUS();
     TTempDir dir;
-    TRisizeProperty job;
-    job.NewSize = 300;
+    TRisizeProperty job{.NewSize = 300};
     for (const std::string shape : {"landscape", "portrait"}) {
         TIEBitmap upright, bitmap;
         for (int orientation = 1; orientation <= 8; ++orientation) {

@@ -36,19 +36,15 @@ std::string Quoted(const std::string& Path) {
 }
 
 // Notes what had been printed when each worker was made.
-class TWatchedDM : public TDM {
-  public:
-    explicit TWatchedDM(const std::ostringstream& Out) : fOut(Out) {}
+struct TWatchedDM : TDM {
+    explicit TWatchedDM(const std::ostringstream& Out) : Out(Out) {}
+    const std::ostringstream& Out;
     std::vector<std::string> PrintedAtStart;
 
-  protected:
     std::unique_ptr<TResize> CreateWorker(const TRisizeProperty& Job) override {
-        PrintedAtStart.push_back(fOut.str());
+        PrintedAtStart.push_back(Out.str());
         return TDM::CreateWorker(Job);
     }
-
-  private:
-    const std::ostringstream& fOut;
 };
 
 } // namespace
@@ -89,12 +85,6 @@ TEST(Cli, PrintsOneLinePerRowAndNamesThePathsItCouldNotTake) {
                            "\tOK ..\\Out\\P-img10-s.jpg\n");
     EXPECT_EQ(run.Err, "pixelwright-cli: " + dir / "missing.jpg" + ": No such file or directory\n" +
                            "pixelwright-cli: " + dir / "folder/pipe" + ": neither a file nor a folder\n");
-
-    // An empty folder name writes beside the source.
-    TRun beside = RunCli("--dir '' " + Quoted(dir / "b.txt"));
-    EXPECT_EQ(beside.Status, 0);
-    EXPECT_EQ(beside.Out, dir / "b.txt" + "\tOK ..\\\\R-b.jpg\n");
-    EXPECT_TRUE(std::filesystem::is_regular_file(dir / "R-b.jpg"));
 }
 
 TEST(Cli, RowsAreOutBeforeTheNextFileStartsAndProgressStaysOnStandardError) {
