@@ -31,9 +31,7 @@ TRun RunCli(const std::string& Arguments) {
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(dir / "out"), ReadFile(dir / "err")};
 }
 
-std::string Quoted(const std::string& Path) {
-    return "'" + Path + "'";
-}
+const auto Quoted = [](const std::string& Path) { return "'" + Path + "'"; };
 
 // Notes what had been printed when each worker was made.
 struct TWatchedDM : TDM {

@@ -8,15 +8,6 @@
 
 namespace {
 
-// Fills the current layer's bitmap with one grey.
-void FillView(TImagerView& View, int32_t Width, int32_t Height, uint8_t Grey) {
-    TIEBitmap& bitmap = View.IEBitmap();
-    bitmap.Allocate(Width, Height, ie24RGB);
-    for (int32_t y = 0; y < Height; ++y)
-        for (int32_t x = 0; x < Width; ++x)
-            bitmap.SetPixels_ie24RGB(x, y, TRGB{Grey, Grey, Grey});
-}
-
 std::string Pixel(TIEBitmap& Bitmap, int32_t x, int32_t y) {
     const TRGB c = Bitmap.GetPixels_ie24RGB(x, y);
     std::ostringstream text;
@@ -50,7 +41,7 @@ template <typename F> std::string ErrorOf(F Call) {
 TEST(ImagerViewLayers, LayersAddCopiesTheSizeFillsWithTheBackgroundAndBecomesCurrent) {
     TImagerView view;
     EXPECT_EQ(ErrorOf([&] { view.GetLayer(1); }), "List index out of bounds (1)");
-    FillView(view, 5, 4, 9);
+    view.IEBitmap().Allocate(5, 4, ie24RGB, 0x090909);
     view.IEBitmap().AlphaChannel()->SetFull(false);
     view.SetBackground(0x030201);
     TIEBitmap* background = &view.IEBitmap();
@@ -80,25 +71,25 @@ TEST(ImagerViewLayers, NewLayersCascadeInAViewWithAnArea) {
     } view, taller, small;
     // Layers of 100 x 50 in an area of 400 x 300 step by 40 until the next one would
     // end within 50 pixels of the bottom (240 + 50 + 50 > 300), then start again at 40.
-    FillView(view, 100, 50, 0);
+    view.IEBitmap().Allocate(100, 50, ie24RGB, 0);
     for (int i = 0; i < 6; ++i)
         view.LayersAdd(ielkImage, -1, -1, 0, 0);
     EXPECT_EQ(Layers(view), "6: 0,0 100x50 40,40 100x50 80,80 100x50 120,120 100x50 160,160 100x50 200,200 "
                             "100x50 40,40 100x50");
     // One pixel taller, and the fifth starts again: 200 + 51 + 50 > 300.
-    FillView(taller, 100, 51, 0);
+    taller.IEBitmap().Allocate(100, 51, ie24RGB, 0);
     for (int i = 0; i < 5; ++i)
         taller.LayersAdd(ielkImage, -1, -1, 0, 0);
     EXPECT_EQ(taller.GetLayer(5).PosY(), 40);
     // -1 on either side cascades; a layer too large for the area stays at 0, 0.
-    FillView(small, 320, 50, 0);
+    small.IEBitmap().Allocate(320, 50, ie24RGB, 0);
     small.LayersAdd(ielkImage, -1, 5, 0, 0);
     EXPECT_EQ(Layers(small), "1: 0,0 320x50 0,0 320x50");
 }
 
 TEST(ImagerViewLayers, LayersAddExAdoptsOrCopiesASourceBitmap) {
     TImagerView view;
-    FillView(view, 2, 2, 0);
+    view.IEBitmap().Allocate(2, 2, ie24RGB, 0);
     auto* adopted = new TIEBitmap(3, 1, ie24RGB);
     EXPECT_EQ(view.LayersAddEx(ielkImage, 0, 0, 0, 0, adopted, false, false, true, false), 1);
     // Not selected: the background stays current.
@@ -114,19 +105,19 @@ TEST(ImagerViewLayers, LayersAddExAdoptsOrCopiesASourceBitmap) {
 TEST(ImagerViewLayers, MergedLayerTakesItsPlaceByTheRules) {
     // Over the background an uncut upper layer further left gives its position.
     TImagerView view, cropped, layered;
-    FillView(view, 2, 2, 0);
+    view.IEBitmap().Allocate(2, 2, ie24RGB, 0);
     view.LayersAdd(ielkImage, -3, 1, 1, 1);
     view.LayersMerge(1, 0, true);
     EXPECT_EQ(Layers(view), "0: -3,0 5x2");
     // Cropped, the background keeps its size and place.
-    FillView(cropped, 2, 2, 0);
+    cropped.IEBitmap().Allocate(2, 2, ie24RGB, 0);
     cropped.SetLayersCropped(true);
     cropped.LayersAdd(ielkImage, -2, 0, 4, 1);
     cropped.LayersMerge(0, 1, true);
     EXPECT_EQ(Layers(cropped), "0: 0,0 2x2");
     // Above the background: the smaller of both positions on each axis; the upper layer
     // stays when it isn't removed, and a mask above it goes with it otherwise.
-    FillView(layered, 4, 4, 0);
+    layered.IEBitmap().Allocate(4, 4, ie24RGB, 0);
     layered.LayersAdd(ielkImage, 5, 1, 2, 2);
     layered.GetLayer(1).SetLocked(true);
     layered.LayersAdd(ielkImage, 2, 6, 2, 2);
@@ -141,9 +132,9 @@ TEST(ImagerViewLayers, MergedLayerTakesItsPlaceByTheRules) {
 
 TEST(ImagerViewLayers, MergeToAndMergeAll) {
     TImagerView view;
-    FillView(view, 2, 1, 100);
+    view.IEBitmap().Allocate(2, 1, ie24RGB, 0x646464);
     view.LayersAdd(ielkImage, 1, 0, 1, 1);
-    FillView(view, 1, 1, 200);
+    view.IEBitmap().Allocate(1, 1, ie24RGB, 0xC8C8C8);
     view.CurrentLayer().SetOpacity(0.5);
     TIEBitmap destination;
     view.LayersMergeTo(0, 1, destination);
@@ -151,7 +142,7 @@ TEST(ImagerViewLayers, MergeToAndMergeAll) {
     // The background beside the layer, 100 + (200 - 100) * 0.5 under it.
     EXPECT_EQ(Pixel(destination, 0, 0) + " " + Pixel(destination, 1, 0), "100,100,100/255 150,150,150/255");
     view.LayersAdd(ielkImage, 0, 0, 1, 1);
-    FillView(view, 1, 1, 0);
+    view.IEBitmap().Allocate(1, 1, ie24RGB, 0);
     view.LayersMergeAll(false);
     EXPECT_EQ(Layers(view), "0: 0,0 2x1");
     EXPECT_FALSE(view.IEBitmap().HasAlphaChannel());

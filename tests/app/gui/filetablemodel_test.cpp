@@ -37,15 +37,13 @@ class TFileTableModelTest : public QObject {
         AddRow(table, "/p/b.PNG", ".PNG");
         model.SetMemData(&table);
         QCOMPARE(model.rowCount(), 2);
-        QStringList row, captions, fields;
+        QStringList row, captions;
         for (int column = 0; column < 4; ++column) {
             row << model.index(1, column).data().toString();
             captions << model.headerData(column, Qt::Horizontal).toString();
-            fields << model.headerData(column, Qt::Horizontal, GridFieldNameRole).toString();
         }
         QCOMPARE(row, (QStringList{"2", "/p/b.PNG", ".PNG", "Neu"}));
         QCOMPARE(captions, (QStringList{"RecId", "ORIGINAL", "TYP", "LETZTE AKTION"}));
-        QCOMPARE(fields, (QStringList{"RecId", "FILENAME", "EXTENSION", "LASACTION"}));
         QCOMPARE(model.RecIdOfRow(0), 1);
         QCOMPARE(model.RecIdOfRow(2), -1);
         // The indicator column shows no row numbers.

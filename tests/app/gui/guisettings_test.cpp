@@ -31,11 +31,9 @@ class TGuiSettingsTest : public QObject {
             store.value(QStringLiteral("Software\\Varnock\\PixelWright 3.0\\GUI/NewFileSize/Value")).toInt(),
             640);
         const TGuiSettings r = LoadGuiSettings(store);
-        QCOMPARE(r.edResizeDirLookupItems, s.edResizeDirLookupItems);
-        QCOMPARE(r.edResizeDir, QString());
-        QVERIFY(r.HasPlacement);
-        QCOMPARE(r.Placement, s.Placement);
-        QCOMPARE(r.WindowState, 2);
+        QCOMPARE(std::make_tuple(r.edResizeDirLookupItems, r.edResizeDir, r.HasPlacement, r.Placement,
+                                 r.WindowState),
+                 std::make_tuple(s.edResizeDirLookupItems, QString(), true, s.Placement, 2));
     }
 
     // Columns are stored by field name; a damaged or foreign layout changes only what it knows.
