@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "io/registry.h"
@@ -89,19 +90,17 @@ TEST(FindStreamFormat, EachTestInItsPlace) {
     const struct { const char* Name; Bytes Data; TIOFileType Expected; } cases[] = {
         // Stream header forms need more than 12 bytes; the five bytes are a zero-terminated text.
         {"JFIF 13", Padded(Lit("JFIF"), 13), 3}, {"JFIF 12", Padded(Lit("JFIF"), 12), 0},
-        {"JFIFX", Padded(Lit("JFIFX"), 13), 0},
-        {"PCX2 13", Padded(Lit("PCX2"), 13), 4}, {"PCX2 12", Padded(Lit("PCX2"), 12), 0},
-        {"TIFF 13", Padded(Lit("TIFF"), 13), 1}, {"TIFF 12", Padded(Lit("TIFF"), 12), 0},
+        {"JFIFX", Padded(Lit("JFIFX"), 13), 0}, {"PCX2", Padded(Lit("PCX2"), 13), 4},
+        {"TIFF", Padded(Lit("TIFF"), 13), 1},
         {"PCX 5", Padded(Lit("PCX"), 5), 4}, {"PCX 4", Padded(Lit("PCX"), 4), 0},
         {"GIF 14", Padded(Lit("GIF89a"), 14), 2}, {"GIF 13", Padded(Lit("GIF89a"), 13), 0},
         // The weak PCX signature needs more than 128 bytes and a version up to 5, and runs
         // before the DICOM test.
-        {"pcx 5", Padded({10, 5}, 129), 4}, {"pcx 0", Padded({10, 0}, 129), 4},
-        {"pcx 128", Padded({10, 5}, 128), 0}, {"pcx 6", Padded({10, 6}, 129), 0},
+        {"pcx 5", Padded({10, 5}, 129), 4}, {"pcx 128", Padded({10, 5}, 128), 0},
+        {"pcx 6", Padded({10, 6}, 129), 0},
         {"pcx dicom", Cat(dicom, Lit("DICM")), 4}, {"dicom", Cat(Put(dicom, 0, 0), Lit("DICM")), 28},
         // HD Photo needs all five tags in its first directory, else it is an ordinary TIFF.
-        {"hdp", hdp, 29}, {"hdp four tags", Put(hdp, 8, 4), 1},
-        {"tiff", Tiff({{256, 1}}), 1}, {"tiff two", Tiff({{256, 1}, {257, 1}}), 1},
+        {"hdp", hdp, 29}, {"hdp four tags", Put(hdp, 8, 4), 1}, {"tiff", Tiff({{256, 1}}), 1},
         {"tiff MM", {'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1, 1, 0, 0, 3, 0, 0, 0, 1, 0, 1, 0, 0, 0, 0, 0, 0}, 1},
         {"bigtiff", big, 1}, {"bigtiff byte size 4", Put(big, 4, 4), 0},
         {"any version but 43 is classic", Tiff({{256, 1}}, "II)\0"), 1},
@@ -109,7 +108,6 @@ TEST(FindStreamFormat, EachTestInItsPlace) {
         {"three entries announced, two present", Put(Tiff({{256, 1}, {257, 1}}), 8, 3), 0},
         // Hostile directory chains end quickly.
         {"loop", loop, 1}, {"billion offsets", many, 1},
-        {"65535 entries", Put(Tiff({{256, 1}}), 8, 65535, 2), 0},
         {"bigtiff 2^40 entries", Padded(Put(Padded(big, 16), 20, 0x100, 4), 64), 0},
         // Camera files win over TIFF; DNG falls to the last tests.
         {"CFA", Tiff({{262, 32803}}), 20}, {"linear raw", Tiff({{262, 34892}}), 20},
@@ -126,20 +124,15 @@ TEST(FindStreamFormat, EachTestInItsPlace) {
         {"icon before targa", Put(icon, 14, 0x00180028, 4), 6},
         {"not an icon: targa", Put(Put(icon, 14, 0x00180028, 4), 2, 3), 11},
         {"targa", targa, 11}, {"targa 17", Padded(targa, 17), 0},
-        {"depth 1", Put(targa, 16, 1), 11}, {"depth 4", Put(targa, 16, 4), 11},
-        {"depth 8", Put(targa, 16, 8), 11}, {"depth 16", Put(targa, 16, 16), 11},
-        {"depth 32", Put(targa, 16, 32), 11}, {"depth 15", Put(targa, 16, 15), 0},
-        {"map flag 2", Put(targa, 1, 2), 0}, {"no width", Put(targa, 12, 0, 2), 0},
-        {"no height", Put(targa, 14, 0, 2), 0},
+        {"depth 1", Put(targa, 16, 1), 11}, {"depth 32", Put(targa, 16, 32), 11},
+        {"depth 15", Put(targa, 16, 15), 0}, {"map flag 2", Put(targa, 1, 2), 0},
+        {"no width", Put(targa, 12, 0, 2), 0}, {"no height", Put(targa, 14, 0, 2), 0},
         // An identification length of 80 ("P") stays Targa; a pixmap header never is one.
-        {"id P", Put(targa, 0, 'P'), 11},
-        {"P6 newline", pnm("P6\n"), 12}, {"P6 space", pnm("P6 "), 12}, {"P6#", pnm("P6#"), 12},
-        {"P6x", pnm("P6x"), 12}, {"P2", pnm("P2\n"), 12}, {"P1", pnm("P1\n"), 12},
+        {"id P", Put(targa, 0, 'P'), 11}, {"P1", pnm("P1\n"), 12}, {"P6x", pnm("P6x"), 12},
         {"P7", Padded(Lit("P7\n"), 20), 0}, {"P5", Lit("P5"), 12},
         {"targa before jpeg", Put(Padded(targa, 40), 30, 0xFFD8FF, 3), 11},
         {"jp2", jp2, 13}, {"jp2 bad", Put(jp2, 11, 0x0B), 0},
-        {"j2k", Padded({0xFF, 0x4F, 0xFF, 0x51}, 40), 14},
-        {"avi", Padded(Lit("RIFF\x10\0\0\0AVI "), 40), 15},
+        {"j2k", Padded({0xFF, 0x4F, 0xFF, 0x51}, 40), 14}, {"avi", Padded(Lit("RIFF\x10\0\0\0AVI "), 40), 15},
         {"dcx", Padded(dcx, 40), 19}, {"dcx outside", Padded(Put(dcx, 4, 40, 4), 40), 0},
         {"wmf", Padded(wmf, 40), 9}, {"placeable wmf", Padded(Cat(placeable, wmf), 60), 9},
         {"placeable wmf bad", Padded(Cat(placeable, Put(wmf, 2, 8)), 60), 0},
@@ -154,7 +147,6 @@ TEST(FindStreamFormat, EachTestInItsPlace) {
         {"raf", Padded(Lit("FUJIFILMCCD-RAW "), 64), 20},
         {"cr3", Padded(Lit("\0\0\0\x18" "ftypcrx "), 64), 20},
         {"pdf", Lit("%PDF-1.7\n"), 18}, {"pdf not first", Lit(" %PDF-1.7\n"), 0},
-        {"svg", Lit("<?xml version=\"1.0\"?>\n<svg xmlns=\"http://www.w3.org/2000/svg\"/>"), 31},
         {"svg at 496", Cat(Bytes(496, ' '), Lit("<svg/>")), 31},
         {"svg at 497", Cat(Bytes(497, ' '), Lit("<svg/>")), 0},
         {"webp", Padded(Lit("RIFF\x20\0\0\0WEBPVP8 "), 40), 34}, {"zip", Padded(Lit("PK\x03\x04"), 40), 8292},
@@ -168,19 +160,16 @@ TEST(FindStreamFormat, EachTestInItsPlace) {
         EXPECT_EQ(Detect(Bytes(icon.begin(), icon.begin() + long(n))), n >= 23 ? 6 : 0) << n;
 }
 
+// The position comes back also from the tests that walk directories far away.
 TEST(FindStreamFormat, WorksFromThePositionAndPutsItBack) {
     TIEMemoryStream stream(Cat(Lit("junk!"), Padded(Lit("\x89PNG\r\n\x1A\n"), 30)));
-    // Tests that walk directories move the stream far away; the position still returns.
     TIEMemoryStream camera(Tiff({{256, 1}, {50706, 0x01040000}}));
-    // clang-format off
-    const struct { TIEMemoryStream* Stream; int64_t Position; TIOFileType Expected; } cases[] = {
-        {&stream, 5, 8}, {&stream, 0, 0}, {&stream, stream.Size(), 0}, {&camera, 3, 0},
-    };
-    // clang-format on
-    for (const auto& test : cases) {
-        test.Stream->SetPosition(test.Position);
-        EXPECT_EQ(FindStreamFormat(*test.Stream), test.Expected) << test.Position;
-        EXPECT_EQ(test.Stream->Position(), test.Position);
+    for (auto [source, position, expected] :
+         {std::tuple(&stream, int64_t(5), 8), std::tuple(&stream, stream.Size(), 0),
+          std::tuple(&camera, int64_t(3), 0)}) {
+        source->SetPosition(position);
+        EXPECT_EQ(FindStreamFormat(*source), expected) << position;
+        EXPECT_EQ(source->Position(), position);
     }
 }
 
@@ -191,16 +180,11 @@ TEST(FindStreamFormatCorpus, EveryFileDetectsTheSameBehindAPrefixAndKnownOnesAsT
     PW_REQUIRE_CORPUS();
     // clang-format off
     const std::map<std::string, TIOFileType> known = {
-        {"libjpeg-turbo/testorig.jpg", 3}, {"libjpeg-turbo/testimgint.jpg", 3},
-        {"image-tiff/images/bigtiff/BigTIFF.tif", 1}, {"image-tiff/images/bigtiff/BigTIFFMotorola.tif", 1},
-        {"exif-samples/tiff/Arbitro.tiff", 1}, {"pillow/gif/chi.gif", 2}, {"pillow/tga/la.tga", 11},
-        {"pillow/pcx/pil184.pcx", 4}, {"psd-tools/32bit5x5.psb", 24}, {"pillow/psd/hopper.psd", 24},
-        {"pillow/pnm/hopper_1bit.pbm", 12}, {"sdl_image/sample.ico", 6}, {"sdl_image/sample.cur", 7},
-        // Content decides: a PNG named .jpg, and a bitmap whose JPEG payload begins
-        // within the first 150 bytes.
-        {"jpeg-decoder/reftest/mozilla/jpg-size-6x6.jpg", 8}, {"bmpsuite/q/rgb24jpeg.bmp", 3},
-        // Windows 1.x bitmaps have no "BM" header.
-        {"cppbmploader-v1/2.bmp", 0},
+        {"image-tiff/images/bigtiff/BigTIFFMotorola.tif", 1}, {"pillow/pcx/pil184.pcx", 4},
+        {"psd-tools/32bit5x5.psb", 24}, {"sdl_image/sample.ico", 6}, {"sdl_image/sample.cur", 7},
+        // A bitmap whose JPEG payload begins within the first 150 bytes; Windows 1.x bitmaps
+        // have no "BM" header.
+        {"bmpsuite/q/rgb24jpeg.bmp", 3}, {"cppbmploader-v1/2.bmp", 0},
         {"pngsuite/*.png", 8}, {"bmpsuite/g/*.bmp", 5}, {"exif-samples/jpg/orientation/*.jpg", 3},
         {"pillow/tga/common/*.tga", 11}, {"image-tiff/images/*.tiff", 1},
     };

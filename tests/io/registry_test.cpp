@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "io/registry.h"
-#include "tests/corpus.h"
 #include "tests/testutil.h"
 
 namespace {
@@ -124,20 +123,4 @@ TEST(FindFileFormatByName, ContentAgainstExtensionInTheThreeModes) {
     for (int mode : {0, 1, 2})
         for (const std::string& path : {std::string(), dir / "missing.jpg", dir.Path()})
             EXPECT_EQ(FindFileFormat(path, mode), 0) << path;
-}
-
-TEST(FindFileFormatCorpus, RealFilesThroughTheThreeModes) {
-    PW_REQUIRE_CORPUS();
-    // clang-format off
-    const struct { const char* File; TIOFileType Modes[3]; } cases[] = {
-        {"jpeg-decoder/reftest/mozilla/jpg-size-6x6.jpg", {8, 0, 8}},
-        // A headerless Windows 1.x bitmap is found by its extension only.
-        {"cppbmploader-v1/2.bmp", {0, 0, 5}},
-        {"exif-samples/tiff/Arbitro.tiff", {1, 1, 1}},
-    };
-    // clang-format on
-    for (const auto& test : cases)
-        for (int mode : {0, 1, 2})
-            EXPECT_EQ(FindFileFormat(CorpusFile(test.File), mode), test.Modes[mode])
-                << test.File << " " << mode;
 }
