@@ -1,9 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <numeric>
+#include <string>
+#include <vector>
 
-#include "image/bitmap.h"
-#include "io/ioparams.h"
+#include "io/exif.h"
+#include "io/metadata.h"
+#include "tests/io/jpegtestutil.h"
 
 namespace {
 
@@ -34,6 +38,20 @@ bool EXIFEmpty(const TIOParams& p) {
            p.EXIF_ExposureMode == -1 && p.EXIF_WhiteBalance == -1;
 }
 
+// The list as "type:payload" items.
+std::vector<std::string> Items(const TIEMarkerList& List) {
+    std::vector<std::string> items;
+    for (int32_t i = 0; i < List.Count(); ++i) {
+        const std::vector<uint8_t>& data = List.GetMarkerData(i);
+        items.push_back(std::to_string(List.GetMarkerType(i)) + ":" + std::string(data.begin(), data.end()));
+    }
+    return items;
+}
+
+void Add(TIEMarkerList& List, uint8_t Type, const std::string& Text) {
+    List.AddMarker(Type, Text.data(), uint16_t(Text.size()));
+}
+
 } // namespace
 
 TEST(TIOParams, DefaultsAreReadWhenTheObjectIsMade) {
@@ -42,11 +60,7 @@ TEST(TIOParams, DefaultsAreReadWhenTheObjectIsMade) {
     const int32_t savedDpi = IEGlobalSettings().DefaultDpiX();
     TIOParams before;
     EXPECT_TRUE(EXIFEmpty(before));
-    EXPECT_EQ(before.JPEG_MarkerList.Count() + before.IPTC_Info.Count(), 0);
     EXPECT_EQ(before.JPEG_Quality, 80);
-    EXPECT_FALSE(before.JPEG_EnableAdjustOrientation);
-    EXPECT_EQ(before.JPEG_Scale, ioJPEG_FULLSIZE);
-    EXPECT_EQ(before.DpiX, 300);
 
     defaults.JPEG_Quality = 93;
     defaults.EnableAdjustOrientation = true;
@@ -70,11 +84,9 @@ TEST(TIOParams, EachResetEmptiesItsFamiliesOnly) {
     const struct { const char* Name; std::function<void(TIOParams&)> Reset; bool Exif, Thumbnail; int32_t Markers;
                    bool Iptc, Xmp, File; } cases[] = {
         {"SetDefaultParams", [](TIOParams& p) { p.SetDefaultParams(); }, false, false, 0, false, false, false},
-        {"ResetEXIF", [](TIOParams& p) { p.ResetEXIF(); }, false, false, 3, true, true, true},
         // 0 means all; markers named by JPEG_KeptMarkers survive only flag 32 alone.
         {"0", [](TIOParams& p) { p.ResetInfo(0); }, false, false, 0, false, false, true},
-        {"511", [](TIOParams& p) { p.ResetInfo(511); }, false, false, 0, false, false, true},
-        {"4", [](TIOParams& p) { p.ResetInfo(4); }, false, false, 3, true, true, true},
+        {"4: ResetEXIF", [](TIOParams& p) { p.ResetInfo(4); }, false, false, 3, true, true, true},
         {"8|32", [](TIOParams& p) { p.ResetInfo(8 | 32); }, true, true, 0, true, true, true},
         {"32", [](TIOParams& p) { p.ResetInfo(32); }, true, true, 1, true, true, true},
         {"16", [](TIOParams& p) { p.ResetInfo(16); }, true, true, 3, false, true, true},
@@ -124,4 +136,101 @@ TEST(TIOParams, AssignCopiesDeeply) {
     EXPECT_EQ(target.EXIF_Bitmap.Get(), nullptr);
     target.Assign(target);
     EXPECT_EQ(target.FileName, "/tmp/a.jpg");
+}
+
+TEST(TIEMarkerList, EditingOperationsAndSorting) {
+    TIEMarkerList list;
+    Add(list, 0xE0, "JFIF");
+    Add(list, 0xFE, "first");
+    Add(list, 0xFE, "second");
+    list.InsertMarker(0, 0xED, "ps", 2);
+    EXPECT_EQ(Items(list), (std::vector<std::string>{"237:ps", "224:JFIF", "254:first", "254:second"}));
+    EXPECT_EQ(list.IndexOf(0xFE), 2);
+    EXPECT_EQ(list.IndexOf(0xE2), -1);
+    EXPECT_EQ(list.GetMarkerLength(3), 6);
+    list.SetMarker(1, 0xE1, "Exif", 4);
+    list.DeleteMarkerInstances(0xFE);
+    EXPECT_EQ(Items(list), (std::vector<std::string>{"237:ps", "225:Exif"}));
+    list.DeleteMarker(0);
+    EXPECT_THROW(list.DeleteMarker(5), std::out_of_range);
+    EXPECT_THROW(list.GetMarkerData(1), std::out_of_range);
+    Add(list, 0xFE, "c");
+    Add(list, 0xEE, "Adobe");
+    const uint8_t kept[] = {0xFE, 0xEE};
+    list.ClearExcept(kept);
+    EXPECT_EQ(Items(list), (std::vector<std::string>{"254:c", "238:Adobe"}));
+
+    // By code, ICC_PROFILE chunks by their number (after the 12-byte name, then the total).
+    const auto icc = [](char Number) { return std::string("ICC_PROFILE\0", 12) + Number + "\3abc"; };
+    list.Clear();
+    Add(list, 0xFE, "comment");
+    Add(list, 0xE2, icc(3));
+    Add(list, 0xE1, "http://ns.adobe.com/xap/1.0/");
+    Add(list, 0xE2, icc(1));
+    Add(list, 0xED, "Photoshop 3.0");
+    Add(list, 0xE2, icc(2));
+    Add(list, 0xE1, "Exif");
+    list.Sort();
+    // The EXIF block is swapped ahead of the XMP block.
+    EXPECT_EQ(Items(list), (std::vector<std::string>{"225:Exif", "225:http://ns.adobe.com/xap/1.0/",
+                                                     "226:" + icc(1), "226:" + icc(2), "226:" + icc(3),
+                                                     "237:Photoshop 3.0", "254:comment"}));
+}
+
+TEST(TIEIPTCInfoList, ItemsAndTheUserChangedFlag) {
+    TIEIPTCInfoList list;
+    EXPECT_FALSE(list.UserChanged());
+    list.AddStringItem(2, 120, "caption");
+    list.AddStringItem(2, 25, "keyword");
+    EXPECT_TRUE(list.UserChanged());
+    EXPECT_EQ(list.IndexOf(2, 25), 1);
+    EXPECT_EQ(list.IndexOf(1, 25), -1);
+    EXPECT_EQ(list.GetItemLength(0), 7);
+    list.InsertStringItem(0, 2, 5, "title");
+    EXPECT_EQ(list.GetStringItem(0), "title");
+    EXPECT_EQ(list.GetDataSet(1), 120);
+    // Every change counts as one by the user.
+    for (const auto& change : std::vector<std::function<void()>>{
+             [&] { list.SetDataSet(0, 105); }, [&] { list.DeleteItem(2); }, [&] { list.Clear(); }}) {
+        list.SetUserChanged(false);
+        change();
+        EXPECT_TRUE(list.UserChanged());
+    }
+    EXPECT_EQ(list.Count(), 0);
+}
+
+TEST(ExifBlock, RecognisingReadingTheDefaultsOfAnEmptyBlockAndTheOrientationRewrittenInPlace) {
+    EXPECT_TRUE(IEIsEXIFBlock({'E', 'x', 'i', 'f'}));
+    EXPECT_FALSE(IEIsEXIFBlock({'E', 'x', 'i'}));
+    TIOParams params;
+    // "Exif" without its zero isn't read, though it counts as an EXIF block on saving.
+    EXPECT_FALSE(IEReadEXIFBlock({'E', 'x', 'i', 'f', 'X', 0}, params) || params.EXIF_HasEXIFData);
+    // The header with nothing readable behind it is accepted with defaults.
+    EXPECT_TRUE(IEReadEXIFBlock({'E', 'x', 'i', 'f', 0, 0, 'x'}, params) && params.EXIF_HasEXIFData);
+    EXPECT_EQ(params.EXIF_Orientation, 1);
+    EXPECT_EQ(params.EXIF_XResolution, 300);
+    EXPECT_EQ(params.EXIF_ResolutionUnit, 2);
+
+    ASSERT_TRUE(IEReadEXIFBlock(ExifBlock(8), params));
+    EXPECT_EQ(std::pair(params.EXIF_Orientation, params.TIFF_Orientation), std::pair(8, 8));
+    // Per centimetre: turned into per inch, the unit kept.
+    ASSERT_TRUE(IEReadEXIFBlock(ExifBlock(3, 100, 3), params));
+    EXPECT_NEAR(params.EXIF_XResolution, 254, 1e-9);
+    EXPECT_EQ(params.EXIF_ResolutionUnit, 3);
+    // Big-endian, written by hand: orientation 6.
+    ASSERT_TRUE(IEReadEXIFBlock({'E', 'x', 'i', 'f', 0, 0, 'M', 'M', 0, 42, 0, 0, 0, 8, 0, 1,
+                                 1,   18,  0,   3,   0, 0, 0,   1,   0, 6,  0, 0, 0, 0, 0, 0},
+                                params));
+    EXPECT_EQ(params.EXIF_Orientation, 6);
+
+    std::vector<uint8_t> block = ExifBlock(6, 72, 2);
+    const std::vector<uint8_t> before = block;
+    ASSERT_TRUE(IESetEXIFOrientation(block, 1) && block.size() == before.size());
+    ASSERT_TRUE(IEReadEXIFBlock(block, params));
+    EXPECT_EQ(params.EXIF_Orientation, 1);
+    EXPECT_EQ(std::inner_product(block.begin(), block.end(), before.begin(), 0, std::plus<>(),
+                                 std::not_equal_to<>()),
+              1);
+    std::vector<uint8_t> broken = {'E', 'x', 'i', 'f', 0, 0, 'I', 'I', 42, 0, 200, 0, 0, 0};
+    EXPECT_FALSE(IESetEXIFOrientation(broken, 1));
 }
