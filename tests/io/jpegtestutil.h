@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <functional>
+#include <string>
 #include <vector>
 
 #include "image/bitmap.h"
@@ -10,26 +12,39 @@
 #include "io/ioparams.h"
 #include "io/stream.h"
 
+// A progress record with a stop flag of its own, which the codecs set on failure.
+struct TStopProgress : TProgressRec {
+    bool Stopped = false;
+    TStopProgress() { Aborting = &Stopped; }
+    TStopProgress(const TStopProgress&) = delete;
+};
+
+// The text of the EIEException that Action raises.
+inline std::string Raised(const std::function<void()>& Action) {
+    try {
+        Action();
+    } catch (const EIEException& error) {
+        return error.what();
+    }
+    return "nothing raised";
+}
+
 // Encodes Bitmap with the writer; empty if the writer failed.
 inline std::vector<uint8_t> EncodeJpeg(TIEBitmap& Bitmap, TIOParams& Params) {
     TIEMemoryStream stream;
-    bool aborting = false;
-    TProgressRec progress;
-    progress.Aborting = &aborting;
+    TStopProgress progress;
     WriteJpegStream(stream, Bitmap, Params, progress);
-    return aborting ? std::vector<uint8_t>() : stream.Data();
+    return progress.Stopped ? std::vector<uint8_t>() : stream.Data();
 }
 
 // The plain load; false when the reader failed.
 inline bool DecodeJpeg(const std::vector<uint8_t>& Data, TIEBitmap& Bitmap, TIOParams& Params,
                        bool NativePixelFormat = false) {
     TIEMemoryStream stream(Data);
-    bool aborting = false;
-    TProgressRec progress;
-    progress.Aborting = &aborting;
+    TStopProgress progress;
     ReadJpegStream(stream, nullptr, Bitmap, Params, progress, false, false, true, false, true, true, -1,
                    NativePixelFormat, nullptr, false);
-    return !aborting;
+    return !progress.Stopped;
 }
 
 inline void FillRGB(TIEBitmap& Bitmap, int32_t Width, int32_t Height, TRGB Colour) {

@@ -10,6 +10,7 @@
 #include "io/codecs/png.h"
 #include "io/ioparams.h"
 #include "io/stream.h"
+#include "tests/io/jpegtestutil.h"
 
 // Builds PNG files chunk by chunk, so that tests know every byte they decode: rows go
 // in unfiltered (filter byte 0), compressed by zlib.
@@ -68,20 +69,16 @@ class TPngBuilder {
 inline bool DecodePng(const std::vector<uint8_t>& Data, TIEBitmap& Bitmap, TIOParams& Params,
                       bool Preview = false) {
     TIEMemoryStream stream(Data);
-    bool aborting = false;
-    TProgressRec progress;
-    progress.Aborting = &aborting;
+    TStopProgress progress;
     ReadPngStream(stream, Bitmap, Params, progress, Preview);
-    return !aborting;
+    return !progress.Stopped;
 }
 
 inline std::vector<uint8_t> EncodePng(TIEBitmap& Bitmap, TIOParams& Params) {
     TIEMemoryStream stream;
-    bool aborting = false;
-    TProgressRec progress;
-    progress.Aborting = &aborting;
+    TStopProgress progress;
     WritePngStream(stream, Bitmap, Params, progress);
-    return aborting ? std::vector<uint8_t>() : stream.Data();
+    return progress.Stopped ? std::vector<uint8_t>() : stream.Data();
 }
 
 // A colour as 0xRRGGBB, so that a failed comparison prints it readably.
