@@ -23,9 +23,9 @@ struct TRead {
     TIEBitmap Bitmap;
     TIOParams Params;
     bool Ok;
-    explicit TRead(const std::vector<uint8_t>& File, bool Native = false, bool Preview = false) {
+    explicit TRead(const std::vector<uint8_t>& File, bool Native = false) {
         Params.NativePixelFormat = Native;
-        Ok = DecodePng(File, Bitmap, Params, Preview);
+        Ok = DecodePng(File, Bitmap, Params);
     }
     // A pixel as one number: 0xRRGGBB for colour, the index or level for the other formats.
     uint32_t Pixel(int32_t X, int32_t Y) {
@@ -52,6 +52,13 @@ std::string Difference(TIEBitmap& A, TIEBitmap& B) {
                                                  : pixels;
 }
 
+// The payload of iCCP and zTXt: a name, its zero, method 0, the deflated data.
+std::vector<uint8_t> Deflated(const std::string& Name, const std::vector<uint8_t>& Raw) {
+    std::vector<uint8_t> payload = BytesOf(Name + std::string(2, '\0')), packed = TPngBuilder::Compress(Raw);
+    payload.insert(payload.end(), packed.begin(), packed.end());
+    return payload;
+}
+
 std::vector<uint8_t> PHYs(uint32_t X, uint32_t Y) {
     std::vector<uint8_t> phys;
     TPngBuilder::Put32(phys, X);
@@ -59,15 +66,6 @@ std::vector<uint8_t> PHYs(uint32_t X, uint32_t Y) {
     phys.push_back(1);
     return phys;
 }
-
-class TScopedPngLimits {
-  public:
-    explicit TScopedPngLimits(const TIEPngLimits& Limits) : fSaved(IEPngLimits()) { IESetPngLimits(Limits); }
-    ~TScopedPngLimits() { IESetPngLimits(fSaved); }
-
-  private:
-    TIEPngLimits fSaved;
-};
 
 } // namespace
 
@@ -85,17 +83,14 @@ TEST(PngRead, ColourTypesAndDepthsLandInTheBitmapAsTheRulesSay) {
         // 10 pixels a row: 1011 0000 01, 1111 1111 11.
         {"grey 1", TPngBuilder(10, 2, 1, 0).Rows({{0xB0, 0x40}, {0xFF, 0xC0}}).End(), false, ie1g, {1, 1},
          {1, 0, 1, 1, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1}, {}},
-        // Levels 0..3 are 0, 85, 170, 255; at 4 bits level 7 is 7 * 17.
+        // Levels 0..3 are 0, 85, 170, 255.
         {"grey 2", TPngBuilder(4, 1, 2, 0).Rows({{0x1B}}).End(), false, ie24RGB, {2, 1},
          {0, 0x555555, 0xAAAAAA, 0xFFFFFF}, {}},
-        {"grey 4", TPngBuilder(2, 1, 4, 0).Rows({{0x7F}}).End(), false, ie24RGB, {4, 1}, {0x777777, 0xFFFFFF}, {}},
         {"grey key", TPngBuilder(3, 1, 8, 0).Chunk("tRNS", {0x00, 0x40}).Rows({{0x40, 0x41, 0x00}}).End(), false,
          ie24RGB, {8, 1}, {0x404040, 0x414141, 0}, {0, 255, 255}},
         {"grey 16", grey16, false, ie24RGB, {16, 1}, {0x121212, 0xABABAB}, {}},
         {"grey 16 native", grey16, true, ie16g, {16, 1}, {0x1234, 0xABCD}, {}},
         {"grey 8 native", TPngBuilder(2, 1, 8, 0).Rows({{7, 250}}).End(), true, ie8g, {8, 1}, {7, 250}, {}},
-        {"rgb 16", TPngBuilder(1, 1, 16, 2).Rows({{0x10, 0xFF, 0x20, 0xFF, 0x30, 0x01}}).End(), false, ie24RGB,
-         {16, 3}, {0x102030}, {}},
         {"palette", palette3, false, ie24RGB, {8, 1}, {0xFF0000, 0x00FF00, 0x0000FF}, {0, 128, 255}},
         {"palette native", palette3, true, ie8p, {8, 1}, {0, 1, 2}, {0, 128, 255}},
         // Bits 1000 0001 1.
@@ -124,26 +119,22 @@ TEST(PngRead, ColourTypesAndDepthsLandInTheBitmapAsTheRulesSay) {
         ASSERT_EQ(read.Bitmap.HasAlphaChannel(), !test.Alpha.empty()) << test.Name;
         EXPECT_EQ(test.Alpha.empty() ? test.Alpha : read.All(true), test.Alpha) << test.Name;
     }
-    // The palette goes into the parameters, and natively into the bitmap too.
     TRead native(palette3, true);
     ASSERT_EQ(native.Params.ColorMap.size(), 3u);
     EXPECT_EQ(Hex(native.Params.ColorMap[2]), 0x0000FFu);
-    EXPECT_EQ(Hex(native.Bitmap.GetPalette(1)), 0x00FF00u);
 }
 
 TEST(PngRead, ParametersAndMetadataComeFromTheirChunksWhereverTheyLie) {
     const std::vector<uint8_t> profile = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}, exif = ExifBlock(6);
-    std::vector<uint8_t> iccp = BytesOf(std::string("ICC\0\0", 5)), packed = TPngBuilder::Compress(profile);
-    iccp.insert(iccp.end(), packed.begin(), packed.end());
     const std::string xmp = "<x:xmpmeta>payload</x:xmpmeta>";
     // 3779 and 2834 pixels per metre are 95.99 and 71.98 dots per inch: rounded, not cut.
     // EXIF and XMP after the image data, the eXIf without its "Exif" header.
     TRead read(TPngBuilder(1, 1, 8, 2)
                    .Chunk("pHYs", PHYs(3779, 2834))
                    .Chunk("bKGD", {0, 10, 0, 20, 0, 30})
-                   .Chunk("iCCP", iccp)
+                   .Chunk("iCCP", Deflated("ICC", profile))
                    .Text("tEXt", std::string("Title\0Hello", 11))
-                   .Text("tEXt", std::string("Author\0Me", 9))
+                   .Chunk("zTXt", Deflated("Author", BytesOf("Me")))
                    .Rows({{1, 2, 3}})
                    .Chunk("eXIf", std::vector<uint8_t>(exif.begin() + 6, exif.end()))
                    .Text("iTXt", std::string("XML:com.adobe.xmp") + std::string(5, '\0') + xmp)
@@ -153,6 +144,7 @@ TEST(PngRead, ParametersAndMetadataComeFromTheirChunksWhereverTheyLie) {
     EXPECT_EQ(Hex(read.Params.PNG_Background), 0x0A141Eu);
     EXPECT_EQ(read.Params.PNG_TextKeys, (TStrings{"Title", "Author"}));
     EXPECT_EQ(read.Params.PNG_TextValues, (TStrings{"Hello", "Me"}));
+    EXPECT_EQ(read.Params.PNG_Chunks, (TStrings{"Title=Hello", "Author=Me"}));
     EXPECT_EQ(read.Params.InputICCProfile, profile);
     EXPECT_EQ(read.Params.EXIF_Orientation, 6);
     EXPECT_EQ(read.Params.XMP_Info, xmp);
@@ -165,15 +157,12 @@ TEST(PngRead, ParametersAndMetadataComeFromTheirChunksWhereverTheyLie) {
     std::string hex = "\nexif\n      " + std::to_string(exif.size()) + "\n";
     for (uint8_t byte : exif)
         hex += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
-    std::vector<uint8_t> ztxt = BytesOf(std::string("Raw profile type exif\0\0", 23));
-    packed = TPngBuilder::Compress(BytesOf(hex));
-    ztxt.insert(ztxt.end(), packed.begin(), packed.end());
     TIOParams preview;
     preview.DpiX = 123;
     preview.PNG_Background = TRGB{1, 1, 1};
     TIEBitmap untouched;
     const std::vector<uint8_t> file = TPngBuilder(7, 5, 8, 6)
-                                          .Chunk("zTXt", ztxt)
+                                          .Chunk("zTXt", Deflated("Raw profile type exif", BytesOf(hex)))
                                           .Text("tEXt", std::string("Comment\0kept", 12))
                                           .Rows({{1}})
                                           .End();
@@ -238,13 +227,15 @@ TEST(PngRead, HostileFilesFailCleanlyWithinTheLimits) {
         {"text claiming 2 GB", claim, {}}, {"chunk above the limit", big, chunks},
     };
     // clang-format on
+    const TIEPngLimits saved = IEPngLimits();
     for (const auto& test : cases) {
-        TScopedPngLimits limits(test.Limits);
+        IESetPngLimits(test.Limits);
         TRead read(test.File);
         EXPECT_FALSE(read.Ok) << test.Name;
         EXPECT_TRUE(test.File.size() <= 33 || read.Bitmap.IsEmpty() || read.Bitmap.Width() == 2) << test.Name;
         EXPECT_EQ(std::count(read.Params.PNG_TextKeys.begin(), read.Params.PNG_TextKeys.end(), "Big"), 0);
     }
+    IESetPngLimits(saved);
     EXPECT_EQ(TRead(big).Params.PNG_TextKeys, (TStrings{"Big", "Small"}));
 
     // Chunks longer than the stream, or empty (found by the fuzzer: an empty tEXt made the
@@ -276,27 +267,24 @@ TEST(PngRead, ProgressCountsEveryRowOfEveryPassAndAHandlerStopsTheRead) {
     TIEBitmap bitmap;
     TIOParams params;
     std::vector<int> seen;
-    bool aborting = false;
-    TProgressRec progress;
-    progress.Aborting = &aborting;
+    TStopProgress progress;
     progress.OnProgress = [&](void*, int Percent) {
         seen.push_back(Percent);
-        if (Percent >= 50 && !params.PNG_Interlaced) aborting = true;
+        if (Percent >= 50 && !params.PNG_Interlaced) progress.Stopped = true;
     };
     TIEMemoryStream interlaced(ReadCorpusFile("pngsuite/basi6a08.png"));
     ReadPngStream(interlaced, bitmap, params, progress, false);
-    EXPECT_FALSE(aborting);
+    EXPECT_FALSE(progress.Stopped);
     EXPECT_EQ(progress.val, 32 * 7);
     EXPECT_DOUBLE_EQ(progress.per1, 100.0 / (32 * 7));
     // 32 rows of 3.125 per cent: row 16 reaches 50.
     TIEMemoryStream plain(ReadCorpusFile("pngsuite/basn2c08.png"));
     ReadPngStream(plain, bitmap, params, progress, false);
-    EXPECT_TRUE(aborting);
+    EXPECT_TRUE(progress.Stopped);
     EXPECT_EQ(progress.val, 16);
     EXPECT_EQ(seen.back(), 50);
 }
 
-// A lossless round trip returns the same pixels and alpha, for every layout the writer keeps.
 TEST(PngWrite, LosslessLayoutsRoundTripWithTheirTypeAndDepth) {
     // clang-format off
     const struct { const char* Name; TIEPixelFormat Format; bool Alpha; int32_t Samples, Depth, ColourType; } cases[] = {
@@ -376,27 +364,19 @@ TEST(PngWrite, OneSampleColourWithAlphaBecomesAPaletteWithTheBackgroundFirst) {
 TEST(PngWrite, FailuresRaiseOrAbort) {
     TIEBitmap empty, source(4, 4, ie24RGB);
     TIOParams params;
-    try {
-        EncodePng(empty, params);
-        FAIL() << "no exception";
-    } catch (const EIEException& e) {
-        EXPECT_STREQ(e.what(), "Invalid bitmap");
-    }
+    EXPECT_EQ(Raised([&] { EncodePng(empty, params); }), "Invalid bitmap");
     class TFullStream : public TIEMemoryStream {
       public:
         size_t Write(const void*, size_t) override { return 0; }
     } stream;
-    bool aborting = false;
-    TProgressRec progress;
-    progress.Aborting = &aborting;
+    TStopProgress progress;
     WritePngStream(stream, source, params, progress);
-    EXPECT_TRUE(aborting);
+    EXPECT_TRUE(progress.Stopped);
 }
 
 // Every valid file: the format its colour type and depth name (xxxn<type><depth>, "t"
-// files carry tRNS), the same pixels as its progressive twin when interlaced, and the
-// same pixels again after a trip through the writer.
-TEST(PngSuite, EveryValidFileLoadsAsItsNameSaysAndRoundTrips) {
+// files carry tRNS), and the same pixels as its progressive twin when interlaced.
+TEST(PngSuite, EveryValidFileLoadsAsItsNameSays) {
     PW_REQUIRE_CORPUS();
     int files = 0, pairs = 0;
     for (const auto& entry : std::filesystem::directory_iterator(CorpusFile("pngsuite"))) {
@@ -410,16 +390,11 @@ TEST(PngSuite, EveryValidFileLoadsAsItsNameSaysAndRoundTrips) {
             type == 4 || type == 6 || (name[0] == 't' && depth > 1 && name.rfind("tp0n", 0) != 0);
         EXPECT_EQ(read.Bitmap.PixelFormat(), type == 0 && depth == 1 ? ie1g : ie24RGB) << name;
         EXPECT_EQ(read.Bitmap.HasAlphaChannel(), transparent) << name;
-        EXPECT_EQ(read.Bitmap.Width(), read.Params.Width) << name;
         if (name.rfind("basi", 0) == 0) {
             ++pairs;
             TRead plain(ReadCorpusFile("pngsuite/basn" + name.substr(4)));
             EXPECT_EQ(Difference(read.Bitmap, plain.Bitmap), "") << name;
         }
-        // A palette would be quantised, so the writer is asked for plain colour.
-        read.Params.SamplesPerPixel = read.Bitmap.PixelFormat() == ie1g ? 1 : 3;
-        TRead again(EncodePng(read.Bitmap, read.Params));
-        EXPECT_EQ(FirstDifference(read.Bitmap, again.Bitmap), "") << name;
     }
     EXPECT_EQ(files, 160);
     EXPECT_EQ(pairs, 15);
@@ -440,34 +415,4 @@ TEST(PngSuite, CorruptFilesFailCleanly) {
         const bool ok = TRead(ReadBytes(entry.path())).Ok;
         EXPECT_FALSE(ok && (name == "x_ihdr_missing.png" || name == "x_unexpected_eof.png")) << name;
     }
-}
-
-TEST(PngSuite, KnownPixelsOfSelectedFiles) {
-    PW_REQUIRE_CORPUS();
-    // clang-format off
-    const struct { const char* File; int32_t X; uint32_t Value; int Alpha; uint32_t Background; } cases[] = {
-        // Index 5 is FF 66 00.
-        {"basn3p04.png", 4, 0xFF6600, 255, 0},
-        // Index 0 (white) is transparent; bKGD names index 245, black.
-        {"tbbn3p08.png", 0, 0xFFFFFF, 0, 0},
-        // bKGD 00FF 0000 0000: red, as 16-bit values of 8-bit samples.
-        {"tbrn2c08.png", 0, 0xFFFFFF, 0, 0xFF0000},
-    };
-    // clang-format on
-    for (const auto& test : cases) {
-        TRead read(ReadCorpusFile(std::string("pngsuite/") + test.File));
-        ASSERT_TRUE(read.Ok) << test.File;
-        EXPECT_EQ(read.Pixel(test.X, 0), test.Value) << test.File;
-        EXPECT_EQ(read.Bitmap.GetAlpha(test.X, 0), test.Alpha) << test.File;
-        EXPECT_EQ(Hex(read.Params.PNG_Background), test.Background) << test.File;
-    }
-    // The compressed copyright note is found by the metadata scan and by the reader.
-    TRead note(ReadCorpusFile("pngsuite/ctzn0g04.png"));
-    const TStrings& lines = note.Params.PNG_Chunks;
-    EXPECT_EQ(
-        std::count(lines.begin(), lines.end(), "Copyright=Copyright Willem van Schaik, Singapore 1995-96"),
-        1);
-    EXPECT_EQ(std::count(note.Params.PNG_TextKeys.begin(), note.Params.PNG_TextKeys.end(), "Copyright"), 1);
-    // An eXIf chunk ahead of IHDR's neighbours: orientation 6 in big-endian TIFF.
-    EXPECT_EQ(TRead(ReadCorpusFile("image-png/bugfixes/F-exif-chunk-early.png")).Params.EXIF_Orientation, 6);
 }
