@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
+#include <tuple>
 
 #include "io/exif.h"
 #include "tests/corpus.h"
@@ -13,7 +14,14 @@ namespace {
 using TSetup = std::function<void(TIOParams&)>;
 constexpr TRGB kOrange{50, 100, 200}; // b, g, r
 
-// A picture of one colour, or a busy one without, saved at quality 100 after Setup's changes.
+// Bitmap, or a picture of one colour (busy without), saved at quality 100 after Setup's changes.
+std::vector<uint8_t> Jpeg(TIEBitmap& Bitmap, const TSetup& Setup = nullptr) {
+    TIOParams params;
+    params.JPEG_Quality = 100;
+    if (Setup) Setup(params);
+    return EncodeJpeg(Bitmap, params);
+}
+
 std::vector<uint8_t> Jpeg(int32_t Width, int32_t Height, const TSetup& Setup = nullptr,
                           const TRGB* Colour = &kOrange) {
     TIEBitmap bitmap(Width, Height, ie24RGB);
@@ -21,10 +29,7 @@ std::vector<uint8_t> Jpeg(int32_t Width, int32_t Height, const TSetup& Setup = n
         FillRGB(bitmap, Width, Height, *Colour);
     else
         Scramble(bitmap);
-    TIOParams params;
-    params.JPEG_Quality = 100;
-    if (Setup) Setup(params);
-    return EncodeJpeg(bitmap, params);
+    return Jpeg(bitmap, Setup);
 }
 
 // A load, after Setup's changes to the parameters.
@@ -47,13 +52,10 @@ void Orient(TIOParams& Params) {
 }
 
 // The reader with the switches the plain load leaves at their defaults; the rows read.
-int32_t ReadJpeg(const std::vector<uint8_t>& File, TIEBitmap& Bitmap, TIOParams& Params, bool& Aborting,
-                 bool Preview, bool InvertCMYK, std::function<void(int)> OnProgress = nullptr) {
+int32_t ReadJpeg(const std::vector<uint8_t>& File, TIEBitmap& Bitmap, TIOParams& Params,
+                 TProgressRec& Progress, bool Preview, bool InvertCMYK) {
     TIEMemoryStream stream(File);
-    TProgressRec progress;
-    progress.Aborting = &Aborting;
-    if (OnProgress) progress.OnProgress = [&](void*, int Percent) { OnProgress(Percent); };
-    return ReadJpegStream(stream, nullptr, Bitmap, Params, progress, Preview, false, true, InvertCMYK, true,
+    return ReadJpegStream(stream, nullptr, Bitmap, Params, Progress, Preview, false, true, InvertCMYK, true,
                           true, -1, false, nullptr, false);
 }
 
@@ -63,15 +65,6 @@ std::vector<uint8_t> MarkerCodes(const std::vector<uint8_t>& File) {
     for (const TJpegSegment& segment : JpegSegments(File))
         if (segment.Marker >= 0xE0) codes.push_back(segment.Marker);
     return codes;
-}
-
-// Mean channel distance of two pictures of one size.
-double MeanDistance(TIEBitmap& A, TIEBitmap& B) {
-    int64_t total = 0, pixels = 0;
-    for (int32_t y = 0; y < A.Height(); ++y)
-        for (int32_t x = 0; x < A.Width(); ++x, ++pixels)
-            total += ColourDistance(A.GetPixels_ie24RGB(x, y), B.GetPixels_ie24RGB(x, y));
-    return double(total) / double(pixels);
 }
 
 } // namespace
@@ -95,21 +88,19 @@ TEST(JpegScale, TheTargetIsFittedToTheAspectThenTheLargestDivisorThatCoversIt) {
             << t.Width << "x" << t.Height << " to " << t.TargetWidth << "x" << t.TargetHeight;
     // On decoding: a fixed scale, or the automatic one for the target; none means full size.
     const std::vector<uint8_t> file = Jpeg(64, 48);
-    for (auto [scale, divisor] : {std::pair(ioJPEG_FULLSIZE, 1), std::pair(ioJPEG_HALF, 2),
-                                  std::pair(ioJPEG_QUARTER, 4), std::pair(ioJPEG_EIGHTH, 8)}) {
-        TRead read(file, [scale = scale](TIOParams& p) { p.JPEG_Scale = scale; });
-        EXPECT_EQ(read.Size(), std::pair(64 / divisor, 48 / divisor));
-        EXPECT_EQ(read.Params.JPEG_ScaleUsed, divisor);
+    for (auto [scale, target, divisor] :
+         {std::tuple(ioJPEG_FULLSIZE, 0, 1), std::tuple(ioJPEG_HALF, 0, 2), std::tuple(ioJPEG_QUARTER, 0, 4),
+          std::tuple(ioJPEG_EIGHTH, 0, 8), std::tuple(ioJPEG_AUTOCALC, 0, 1),
+          std::tuple(ioJPEG_AUTOCALC, 16, 4)}) {
+        TRead read(file, [s = scale, t = target](TIOParams& p) {
+            p.JPEG_Scale = s;
+            p.LoadToWidth = t;
+            p.LoadToHeight = t * 3 / 4;
+        });
+        EXPECT_EQ(read.Size(), std::pair(64 / divisor, 48 / divisor)) << scale << " " << target;
+        EXPECT_EQ(read.Params.JPEG_ScaleUsed, divisor) << scale << " " << target;
         EXPECT_EQ(std::pair(read.Params.OriginalWidth, read.Params.OriginalHeight), std::pair(64, 48));
     }
-    EXPECT_EQ(TRead(file, [](TIOParams& p) { p.JPEG_Scale = ioJPEG_AUTOCALC; }).Size(), std::pair(64, 48));
-    TRead fitted(file, [](TIOParams& p) {
-        p.JPEG_Scale = ioJPEG_AUTOCALC;
-        p.LoadToWidth = 16;
-        p.LoadToHeight = 12;
-    });
-    EXPECT_EQ(fitted.Params.JPEG_ScaleUsed, 4);
-    EXPECT_EQ(fitted.Size(), std::pair(16, 12));
 }
 
 TEST(JpegReader, JunkBrokenHeadersTruncatedFilesAndThePixelLimit) {
@@ -155,19 +146,19 @@ TEST(JpegReader, JunkBrokenHeadersTruncatedFilesAndThePixelLimit) {
 TEST(JpegReader, PreviewReadsTheHeaderOnlyAndProgressCanStopTheDecode) {
     TIEBitmap bitmap;
     TIOParams params;
-    params.JPEG_EnableAdjustOrientation = true;
-    bool aborting = false;
-    ReadJpeg(Jpeg(40, 30), bitmap, params, aborting, true, false);
-    EXPECT_FALSE(aborting);
+    TStopProgress preview, progress;
+    ReadJpeg(Jpeg(40, 30), bitmap, params, preview, true, false);
+    EXPECT_FALSE(preview.Stopped);
     EXPECT_TRUE(bitmap.IsEmpty());
     EXPECT_EQ(std::pair(params.Width, params.Height), std::pair(40, 30));
 
     std::vector<int> seen;
-    const int32_t rows = ReadJpeg(Jpeg(16, 200), bitmap, params, aborting, false, false, [&](int Percent) {
+    progress.OnProgress = [&](void*, int Percent) {
         seen.push_back(Percent);
-        if (Percent >= 50) aborting = true;
-    });
-    EXPECT_TRUE(aborting);
+        if (Percent >= 50) progress.Stopped = true;
+    };
+    const int32_t rows = ReadJpeg(Jpeg(16, 200), bitmap, params, progress, false, false);
+    EXPECT_TRUE(progress.Stopped);
     EXPECT_EQ(rows, 100);
     // Reported once per change; rows read before the stop stay in the bitmap.
     EXPECT_TRUE(!seen.empty() && std::is_sorted(seen.begin(), seen.end()) &&
@@ -191,10 +182,7 @@ TEST(JpegColourSpaces, EachWriterSpaceComesBackAsItselfAndAlphaIsBlendedOnWhite)
         TIEBitmap bitmap;
         FillRGB(bitmap, 16, 16, test.Colour);
         if (test.Transparent) bitmap.AlphaChannel()->Fill(0);
-        TIOParams params;
-        params.JPEG_Quality = 100;
-        params.JPEG_ColorSpace = test.Space;
-        TRead read(EncodeJpeg(bitmap, params));
+        TRead read(Jpeg(bitmap, [&](TIOParams& p) { p.JPEG_ColorSpace = test.Space; }));
         ASSERT_TRUE(read.Ok) << test.Space;
         // The saved picture itself stays as it was.
         EXPECT_EQ(ColourDistance(bitmap.GetPixels_ie24RGB(3, 3), test.Colour), 0);
@@ -203,7 +191,6 @@ TEST(JpegColourSpaces, EachWriterSpaceComesBackAsItselfAndAlphaIsBlendedOnWhite)
         EXPECT_EQ(read.Params.JPEG_ColorSpace, test.Space);
         EXPECT_EQ(std::pair(read.Params.SamplesPerPixel, read.Params.BitsPerSample),
                   std::pair(test.Samples, 8));
-        EXPECT_EQ(read.Params.JPEG_Quality, 80) << "a load never reads a quality";
         for (int32_t i = 0; i < 16; ++i)
             EXPECT_LE(read.Distance(i, 15 - i, test.Expected), 2) << test.Space;
         // Saved again as loaded, the file keeps its space.
@@ -227,9 +214,9 @@ TEST(JpegColourSpaces, CMYKNativeAndInvertedSamples) {
     EXPECT_GE(std::min({ink.c, ink.m, ink.y, ink.k}), 254);
     // Inverting CMYK leaves the last pixel's last three samples as stored: C inverted to
     // 0, M, Y and K left at 255 give r 0, g 255, b 255.
-    bool aborting = false;
-    ReadJpeg(file, read.Bitmap, read.Params, aborting, false, true);
-    ASSERT_FALSE(aborting);
+    TStopProgress progress;
+    ReadJpeg(file, read.Bitmap, read.Params, progress, false, true);
+    ASSERT_FALSE(progress.Stopped);
     EXPECT_LE(read.Distance(0, 0, TRGB{0, 0, 0}), 1);
     EXPECT_LE(read.Distance(15, 0, TRGB{255, 255, 0}), 1);
 }
@@ -263,7 +250,7 @@ TEST(JpegMarkers, KeptInFileOrderWithoutTheFirstAPP0AndNotDoubled) {
     EXPECT_EQ(MarkerCodes(EncodeJpeg(adobe.Bitmap, adobe.Params)), MarkerCodes(cmyk));
 }
 
-TEST(JpegDensity, JFIFWinsAndEXIFFillsInForOneByOne) {
+TEST(JpegDensity, JFIFWinsEXIFFillsInForOneByOneAndTheWriterWritesOnlyWhatTheHeaderCanHold) {
     // clang-format off
     const struct { uint8_t Unit; uint16_t Jfif; std::vector<uint8_t> Exif; int32_t Expected; } cases[] = {
         {1, 300, ExifBlock(1, 72, 2), 300},  // a real JFIF density wins
@@ -276,8 +263,8 @@ TEST(JpegDensity, JFIFWinsAndEXIFFillsInForOneByOne) {
         // A JFIF density no header can hold (0, or 76200 dots per inch) is no density.
         {1, 0, ExifBlock(1, 72, 2), 72}, {2, 30000, ExifBlock(1, 72, 2), 72},
         // Neither is such an EXIF resolution: the default stands in as for a missing tag.
-        {1, 1, ExifBlock(1, 4294967295u, 2), 300}, {1, 1, ExifBlock(1, 0, 2), 300},
-        {1, 1, ExifBlock(1, uint32_t(-72), 2, 10), 300}, {1, 1, ExifBlock(1, 30000, 3), 300},
+        {1, 1, ExifBlock(1, 4294967295u, 2), 300}, {1, 1, ExifBlock(1, uint32_t(-72), 2, 10), 300},
+        {1, 1, ExifBlock(1, 30000, 3), 300},
         // Resolutions stored as integers are read as such.
         {1, 1, ExifBlock(1, 72, 2, 3), 72}, {1, 1, ExifBlock(1, 96, 2, 9), 96},
     };
@@ -299,46 +286,34 @@ TEST(JpegDensity, JFIFWinsAndEXIFFillsInForOneByOne) {
         const std::vector<uint8_t> saved = EncodeJpeg(read.Bitmap, read.Params);
         EXPECT_EQ(saved[14] << 8 | saved[15], test.Expected ? test.Expected : 300) << name;
     }
-}
 
-TEST(JpegDensity, TheWriterWritesOnlyWhatTheHeaderCanHold) {
-    // clang-format off
-    const struct { int32_t Dpi, DefaultDpi; uint8_t Unit; int32_t Written; } cases[] = {
-        {72, 300, 1, 72}, {65535, 300, 1, 65535}, {0, 300, 1, 300}, {-5, 300, 1, 300}, {65536, 300, 1, 300},
-        // Without a default it can hold: no unit and the aspect ratio 1 by 1.
-        {0, 0, 0, 1},
+    // The writer, in the JFIF unit and densities: beyond them the default stands in (for 0
+    // above); with one default they can't hold either: no unit and the aspect ratio 1 by 1.
+    const auto header = [](int32_t Dpi) {
+        const std::vector<uint8_t> file = Jpeg(8, 8, [&](TIOParams& p) { p.DpiX = p.DpiY = Dpi; });
+        return std::vector<int>{file[13], file[14] << 8 | file[15], file[16] << 8 | file[17]};
     };
-    // clang-format on
-    TIEGlobalSettings& settings = IEGlobalSettings();
-    const int32_t savedX = settings.DefaultDpiX(), savedY = settings.DefaultDpiY();
-    for (const auto& test : cases) {
-        settings.SetDefaultDpiX(test.DefaultDpi);
-        settings.SetDefaultDpiY(test.DefaultDpi);
-        const std::vector<uint8_t> file = Jpeg(8, 8, [&](TIOParams& p) { p.DpiX = p.DpiY = test.Dpi; });
-        EXPECT_EQ(file[13], test.Unit) << test.Dpi;
-        EXPECT_EQ(std::pair(file[14] << 8 | file[15], file[16] << 8 | file[17]),
-                  std::pair(test.Written, test.Written))
-            << test.Dpi;
-    }
-    settings.SetDefaultDpiX(savedX);
-    settings.SetDefaultDpiY(savedY);
+    EXPECT_EQ(header(65535), (std::vector<int>{1, 65535, 65535}));
+    EXPECT_EQ(header(65536), (std::vector<int>{1, 300, 300}));
+    const int32_t saved = IEGlobalSettings().DefaultDpiX();
+    IEGlobalSettings().SetDefaultDpiX(0);
+    EXPECT_EQ(header(0), (std::vector<int>{0, 1, 1}));
+    IEGlobalSettings().SetDefaultDpiX(saved);
 }
 
 // Every orientation's pixels are pinned in orientation_test; here the reader's part.
 TEST(JpegOrientation, TheReaderTurnsThePictureUprightOnlyWhenAskedAndTheSavedFileSaysSo) {
-    // Stored 3 x 2:  10  50  90    upright by orientation 6 (turned clockwise):  130  10
-    //               130 170 210                                                  170  50
-    //                                                                            210  90
+    // Stored 3 x 2:  10  50  90    turned clockwise by orientation 6, 130 comes first;
+    //               130 170 210    the other turns put 10, 90 or 210 there.
     TIEBitmap stored(3, 2, ie24RGB);
     for (int32_t i = 0; i < 6; ++i) {
         const uint8_t v = uint8_t(10 + 40 * i);
         stored.SetPixels_ie24RGB(i % 3, i / 3, TRGB{v, v, v});
     }
-    TIOParams params;
-    params.JPEG_Quality = 100;
-    const std::vector<uint8_t> exif = ExifBlock(6);
-    params.JPEG_MarkerList.AddMarker(0xE1, exif.data(), uint16_t(exif.size()));
-    const std::vector<uint8_t> file = EncodeJpeg(stored, params);
+    const std::vector<uint8_t> exif = ExifBlock(6),
+                               file = Jpeg(stored, [&](TIOParams&p) {
+                                   p.JPEG_MarkerList.AddMarker(0xE1, exif.data(), uint16_t(exif.size()));
+                               });
     TRead plain(file);
     EXPECT_EQ(plain.Size(), std::pair(3, 2)) << "off by default";
     EXPECT_EQ(plain.Params.EXIF_Orientation, 6);
@@ -346,9 +321,7 @@ TEST(JpegOrientation, TheReaderTurnsThePictureUprightOnlyWhenAskedAndTheSavedFil
     TRead upright(file, Orient);
     ASSERT_EQ(upright.Size(), std::pair(2, 3));
     EXPECT_EQ(upright.Params.TIFF_Orientation, 1);
-    const uint8_t expected[] = {130, 10, 170, 50, 210, 90};
-    for (int32_t i = 0; i < 6; ++i)
-        EXPECT_LE(upright.Distance(i % 2, i / 2, TRGB{expected[i], expected[i], expected[i]}), 3) << i;
+    EXPECT_LE(upright.Distance(0, 0, TRGB{130, 130, 130}), 3);
     IEUpdateJpegMarkers(upright.Params);
     EXPECT_EQ(TRead(EncodeJpeg(upright.Bitmap, upright.Params)).Params.EXIF_Orientation, 1);
 }
@@ -381,50 +354,22 @@ TEST(JpegWriter, QualityProgressionHuffmanAndSubsampling) {
     }
 }
 
-TEST(JpegCorpus, DecodeIsCloseToTheOriginalPicture) {
+TEST(JpegCorpus, DecodeIsCloseToTheOriginalPictureAndTwelveBitSamplesFail) {
     PW_REQUIRE_CORPUS();
-    // testorig.ppm is the picture testorig.jpg was made from: r, g, b behind a text header.
+    // Only a file from another encoder pins the channel order: testorig.ppm is the picture
+    // testorig.jpg was made from, r, g, b behind a text header. Red and blue swapped would
+    // give a mean far above the bound.
     const std::vector<uint8_t> ppm = ReadCorpusFile("libjpeg-turbo/testorig.ppm");
-    ASSERT_GT(ppm.size(), size_t(227) * 149 * 3);
     TRead read(ReadCorpusFile("libjpeg-turbo/testorig.jpg"));
     ASSERT_EQ(read.Size(), std::pair(227, 149));
-    TIEBitmap original(227, 149, ie24RGB);
+    ASSERT_GT(ppm.size(), size_t(227) * 149 * 3);
     const uint8_t* p = ppm.data() + ppm.size() - size_t(227) * 149 * 3;
+    int64_t total = 0;
     for (int32_t y = 0; y < 149; ++y)
         for (int32_t x = 0; x < 227; ++x, p += 3)
-            original.SetPixels_ie24RGB(x, y, TRGB{p[2], p[1], p[0]});
-    // Red and blue swapped would give a mean far above this.
-    EXPECT_LT(MeanDistance(read.Bitmap, original), 8.0);
-}
-
-TEST(JpegCorpus, VariantsLoadWithTheirSpacesAndDensities) {
-    PW_REQUIRE_CORPUS();
-    const std::string mozilla = "jpeg-decoder/reftest/mozilla/";
-    // exif_gps has a JFIF density of 1 by 1 and says 4294967295 dots per inch across and
-    // nothing down; exif-72dpi-int stores 72 as SLONG. Density -1: not looked at.
-    // clang-format off
-    const struct { std::string File; std::pair<int32_t, int32_t> Size; TIOJPEGColorspace Space; bool Progressive; int32_t Dpi; } cases[] = {
-        {mozilla + "jpg-progressive.jpg", {32, 32}, ioJPEG_YCbCr, true, -1},
-        {mozilla + "jpg-cmyk-1.jpg", {32, 32}, ioJPEG_CMYK, false, -1},
-        {mozilla + "jpg-gray.jpg", {32, 32}, ioJPEG_GRAYLEV, false, -1},
-        {"jpeg-decoder/reftest/ycck.jpg", {500, 333}, ioJPEG_YCbCrK, false, -1},
-        {"jpeg-decoder/reftest/rgb.jpg", {500, 333}, ioJPEG_RGB, false, -1},
-        {"libjpeg-turbo/testimgari.jpg", {227, 149}, ioJPEG_YCbCr, false, -1},
-        {mozilla + "jpg-size-1x1.jpg", {1, 1}, ioJPEG_YCbCr, false, -1},
-        {"pillow/jpeg/exif_gps.jpg", {0, 0}, ioJPEG_YCbCr, false, 300},
-        {"pillow/jpeg/exif-72dpi-int.jpg", {0, 0}, ioJPEG_YCbCr, false, 72},
-    };
-    // clang-format on
-    for (const auto& test : cases) {
-        TRead read(ReadCorpusFile(test.File));
-        ASSERT_TRUE(read.Ok) << test.File;
-        EXPECT_EQ(read.Params.JPEG_ColorSpace, test.Space) << test.File;
-        EXPECT_EQ(read.Params.JPEG_Progressive, test.Progressive) << test.File;
-        EXPECT_EQ(test.Size.first ? read.Size() : test.Size, test.Size) << test.File;
-        EXPECT_EQ(test.Dpi < 0 ? -1 : read.Params.DpiX, test.Dpi) << test.File;
-        EXPECT_EQ(test.Dpi < 0 ? -1 : read.Params.DpiY, test.Dpi) << test.File;
-    }
-    // 12-bit samples are not in this build of the library: a clean failure.
+            total += read.Distance(x, y, TRGB{p[2], p[1], p[0]});
+    EXPECT_LT(double(total) / (227 * 149), 8.0);
+    // Not in this build of the library: a clean failure.
     EXPECT_FALSE(TRead(ReadCorpusFile("libjpeg-turbo/monkey12.jpg")).Ok);
 }
 
