@@ -46,11 +46,6 @@ TEST(BitmapAlpha, PlaneIsMergedMovedAndCleared) {
          "ie32RGB rgba(3,2,1,10) rgba(6,5,4,20) alpha 10 20"},
         {"ie32RGB rgba(0,0,0,255)", [](auto& b) { b.SynchronizeRGBA(true, false); },
          "ie32RGB rgba(0,0,0,255) alpha 255"},
-        // Without a plane, leaving ie32RGB drops the fourth bytes; with one, it is kept.
-        {"ie32RGB rgba(9,8,7,0)", [](auto& b) { b.SetPixelFormat(ie24RGB); }, "ie24RGB rgb(9,8,7)"},
-        {"ie24RGB 0 alpha 42",
-         [](auto& b) { for (TIEPixelFormat f : {ie32RGB, ie24RGB, ie8p, ie24RGB}) b.SetPixelFormat(f); },
-         "ie24RGB 0 alpha 42"},
         // Clearing hidden content blackens fully transparent pixels; none without a plane.
         {"ie24RGB 128 128 alpha 0 1", [](auto& b) { b.SyncAlphaChannel(false, true); }, "ie24RGB 0 128 alpha 0 1"},
         {"ie1g 1 1 1 alpha 255 0 255", [](auto& b) { b.SyncAlphaChannel(false, true); }, "ie1g 1 0 1 alpha 255 0 255"},

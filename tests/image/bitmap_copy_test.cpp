@@ -27,7 +27,7 @@ TEST(BitmapAssign, CopiesPixelsPlaneAndDisplaySettingsAcrossLocations) {
     inMemory.Assign(plain); // a source without a plane removes the target's
     EXPECT_EQ(Text(inMemory), "ie8g 0");
     // A TBitmap target is reshaped in place, and left alone by an empty source.
-    TIEBitmap target, empty, deep(1, 1, ie16g, 0);
+    TIEBitmap target, empty;
     target.SetLocation(ieTBitmap);
     TBitmap* platform = Draw(target, "ie24RGB rgb(86,52,18)").VclBitmap();
     target.Assign(empty);
@@ -35,8 +35,6 @@ TEST(BitmapAssign, CopiesPixelsPlaneAndDisplaySettingsAcrossLocations) {
     target.Assign(plain);
     EXPECT_EQ(std::make_tuple(target.VclBitmap(), platform->PixelDepth(), Text(target)),
               std::make_tuple(platform, 8, std::string("ie8g 0")));
-    target.Assign(deep);
-    EXPECT_EQ(target.PixelFormat(), ie8g);
 }
 
 TEST(BitmapCopyRect, ClipsShiftsCopiesByFormatAndCarriesThePlane) {
@@ -95,7 +93,6 @@ TEST(BitmapResize, AlignmentMarginsAndBackgroundShapeTheNewArea) {
         {"ie8g 1 2 3 / 4 5 6 / 7 8 9", [](auto& b) { b.Resize(2, 2, 0, 255, iehRight, ievBottom); }, "ie8g 5 6 / 8 9"},
         // (2 - 3) / 2 rounds toward zero: centring a one-pixel cut keeps the left.
         {"ie8g 1 2 3 / 4 5 6 / 7 8 9", [](auto& b) { b.Resize(2, 2, 0, 255, iehCenter, ievCenter); }, "ie8g 1 2 / 4 5"},
-        {"ie8g 1 2 3 4", [](auto& b) { b.Resize(1, 1, 0, 255, iehCenter, ievTop); }, "ie8g 2"},
         {"ie1g 1 0 1", [](auto& b) { b.Resize(5, 1, 0, 255, iehRight, ievTop); }, "ie1g 0 0 1 0 1"},
         // Margins left, top, right and bottom; eating the whole picture leaves background.
         {"ie8g 1 2 / 3 4", [](auto& b) { b.Resize(1, 0, 0, 1, 7.0, 255); }, "ie8g 7 1 2 / 7 3 4 / 7 7 7"},

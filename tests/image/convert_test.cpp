@@ -173,35 +173,32 @@ TEST(Convert, QuantizerKeepsFewColoursInOrderAndCutsByTheMedianOtherwise) {
     EXPECT_EQ(Text(*few), "ie8p 0 1 0");
     EXPECT_EQ(few->GetPalette(1), RGB(1, 2, 3));
     EXPECT_EQ(few->GetPalette(2), RGB(0, 0, 0));
-    // PaletteUsed 2: boxes {0, 10} and {200, 250}, each the mean of its box.
-    auto two = Picture("ie24RGB 0 rgb(10,0,0) / rgb(200,0,0) rgb(250,0,0)");
+    // PaletteUsed 2: boxes {0, 11} and {200, 251}, each the rounded mean: 5.5 -> 6, 225.5 -> 226.
+    auto two = Picture("ie24RGB 0 rgb(11,0,0) / rgb(200,0,0) rgb(251,0,0)");
     two->SetPaletteUsed(2);
     two->SetPixelFormat(ie8p);
     EXPECT_EQ(two->PaletteUsed(), 2);
     EXPECT_EQ(Text(*two), "ie8p 0 0 / 1 1");
-    EXPECT_EQ(two->GetPalette(0), RGB(5, 0, 0));
-    EXPECT_EQ(two->GetPalette(1), RGB(225, 0, 0));
+    EXPECT_EQ(two->GetPalette(0), RGB(6, 0, 0));
+    EXPECT_EQ(two->GetPalette(1), RGB(226, 0, 0));
     // Too many colours: every pixel still gets its nearest entry.
-    TIEBitmap bitmap(30, 20, ie24RGB), *many = &bitmap;
-    std::vector<TRGB> colours;
-    for (int i = 0; i < 600; ++i) {
-        colours.push_back(RGB((i * 37) & 255, (i * 91) & 255, (i * 13) & 255));
-        bitmap.SetPixels_ie24RGB(i % 30, i / 30, colours.back());
-    }
-    many->SetPixelFormat(ie8p);
-    auto distance = [](TRGB a, TRGB b) {
+    TIEBitmap many(30, 20, ie24RGB);
+    const auto colour = [](int i) { return RGB((i * 37) & 255, (i * 91) & 255, (i * 13) & 255); };
+    for (int i = 0; i < 600; ++i)
+        many.SetPixels_ie24RGB(i % 30, i / 30, colour(i));
+    many.SetPixelFormat(ie8p);
+    const auto distance = [](TRGB a, TRGB b) {
         return (a.r - b.r) * (a.r - b.r) + (a.g - b.g) * (a.g - b.g) + (a.b - b.b) * (a.b - b.b);
     };
-    for (int32_t i = 0; i < 600; ++i) {
-        const int chosen =
-            distance(many->GetPalette(many->GetPixels_ie8(i % 30, i / 30)), colours[size_t(i)]);
+    for (int32_t i = 0; i < 600; ++i)
         for (int32_t e = 0; e < 256; ++e)
-            ASSERT_LE(chosen, distance(many->GetPalette(e), colours[size_t(i)])) << i;
-    }
+            ASSERT_LE(distance(many.GetPalette(many.GetPixels_ie8(i % 30, i / 30)), colour(i)),
+                      distance(many.GetPalette(e), colour(i)))
+                << i;
 }
 
 TEST(Convert, AlphaPlaneSurvivesEveryDetourUnmultiplied) {
-    for (TIEPixelFormat via : {ie8p, ie8g, ie1g, ieCMYK, ieCIELab, ie48RGB, ie32f}) {
+    for (TIEPixelFormat via : {ie8p, ie8g, ie1g, ieCMYK, ieCIELab, ie48RGB, ie32f, ie32RGB}) {
         auto bitmap = Picture("ie24RGB 255 255 alpha 255 42");
         bitmap->SetPixelFormat(via);
         bitmap->SetPixelFormat(ie24RGB);

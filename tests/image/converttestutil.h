@@ -8,6 +8,7 @@
 #include <ostream>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "image/bitmap.h"
@@ -23,30 +24,22 @@ inline TRGB RGB(int r, int g, int b) {
     return TRGB{uint8_t(b), uint8_t(g), uint8_t(r)};
 }
 
-// The channels of one pixel in the order its text shows them.
+// The channels of one pixel in the order its text shows them: memory order, except red
+// first in the RGB formats; Lab's a and b are signed.
 inline std::vector<double> Channels(TIEBitmap& Bitmap, int32_t x, int32_t y) {
+    const TIEPixelFormat f = Bitmap.PixelFormat();
+    if (f == ie1g) return {double(Bitmap.GetPixels_ie1g(x, y))};
+    if (f == ie32f) return {Bitmap.GetPixels_ie32f(x, y)};
     const auto* p = static_cast<const uint8_t*>(Bitmap.GetScanline(y)) + int64_t(x) * Bitmap.BitCount() / 8;
-    const auto* w = reinterpret_cast<const uint16_t*>(p);
-    switch (Bitmap.PixelFormat()) {
-    case ie1g:
-        return {double(Bitmap.GetPixels_ie1g(x, y))};
-    case ie16g:
-        return {double(w[0])};
-    case ie32f:
-        return {Bitmap.GetPixels_ie32f(x, y)};
-    case ie24RGB:
-        return {double(p[2]), double(p[1]), double(p[0])};
-    case ie32RGB:
-        return {double(p[2]), double(p[1]), double(p[0]), double(p[3])};
-    case ie48RGB:
-        return {double(w[0]), double(w[1]), double(w[2])};
-    case ieCMYK:
-        return {double(p[0]), double(p[1]), double(p[2]), double(p[3])};
-    case ieCIELab:
-        return {double(p[0]), double(int8_t(p[1])), double(int8_t(p[2]))};
-    default:
-        return {double(p[0])};
+    const bool words = f == ie16g || f == ie48RGB, rgb = f == ie24RGB || f == ie32RGB;
+    std::vector<double> v;
+    for (int32_t k = 0; k < Bitmap.BitCount() / (words ? 16 : 8); ++k) {
+        const int32_t i = rgb && k < 3 ? 2 - k : k;
+        v.push_back(words                ? reinterpret_cast<const uint16_t*>(p)[i]
+                    : f == ieCIELab && i ? int8_t(p[i])
+                                         : p[i]);
     }
+    return v;
 }
 
 // One pixel as text in its own format: "117", "rgb(200,100,50)", "cmyk(255,127,63,200)"; a grey
@@ -93,8 +86,7 @@ inline TIEBitmap& Draw(TIEBitmap& Bitmap, const std::string& Spec) {
     TIEPixelFormat format = ieNull;
     for (int f = ie1g; f <= ie32RGB; ++f)
         if (name == IEPixelFormatName(TIEPixelFormat(f))) format = TIEPixelFormat(f);
-    std::vector<std::vector<double>> pixels;
-    std::vector<uint8_t> alpha;
+    std::vector<std::vector<double>> pixels, alpha;
     size_t width = 0;
     bool inAlpha = false;
     while (in >> token) {
@@ -107,10 +99,7 @@ inline TIEBitmap& Draw(TIEBitmap& Bitmap, const std::string& Spec) {
             v.push_back(std::strtod(p, &end));
             p = *end ? end + 1 : end;
         }
-        if (inAlpha)
-            alpha.push_back(uint8_t(v[0]));
-        else
-            pixels.push_back(v);
+        (inAlpha ? alpha : pixels).push_back(v);
     }
     width = width ? width : pixels.size();
     Bitmap.Allocate(int32_t(width), int32_t(pixels.size() / width), format, 0);
@@ -118,20 +107,19 @@ inline TIEBitmap& Draw(TIEBitmap& Bitmap, const std::string& Spec) {
         const int32_t x = int32_t(i % width), y = int32_t(i / width);
         const auto c = [&](size_t k) { return pixels[i][std::min(k, pixels[i].size() - 1)]; };
         auto* p = static_cast<uint8_t*>(Bitmap.GetScanline(y)) + int64_t(x) * Bitmap.BitCount() / 8;
-        if (format == ie1g) {
+        // Bytes in memory order: blue first in the RGB formats; Lab's a and b are signed.
+        const bool rgb = format == ie24RGB || format == ie32RGB, words = format == ie16g || format == ie48RGB;
+        if (format == ie1g)
             Bitmap.SetPixels_ie1g(x, y, c(0) != 0);
-        } else if (format == ie32f) {
+        else if (format == ie32f)
             Bitmap.SetPixels_ie32f(x, y, float(c(0)));
-        } else if (format == ie16g || format == ie48RGB) {
-            for (int32_t k = 0; k < Bitmap.BitCount() / 16; ++k)
-                reinterpret_cast<uint16_t*>(p)[k] = uint16_t(c(size_t(k)));
-        } else {
-            // Bytes in memory order: blue first in the RGB formats; Lab's a and b are signed.
-            const bool rgb = format == ie24RGB || format == ie32RGB;
-            for (int32_t k = 0; k < Bitmap.BitCount() / 8; ++k)
-                p[rgb && k < 3 ? 2 - k : k] = uint8_t(int(c(size_t(k))));
-        }
-        if (i < alpha.size()) Bitmap.SetAlpha(x, y, alpha[i]);
+        else
+            for (int32_t k = 0; k < Bitmap.BitCount() / (words ? 16 : 8); ++k)
+                if (words)
+                    reinterpret_cast<uint16_t*>(p)[k] = uint16_t(c(size_t(k)));
+                else
+                    p[rgb && k < 3 ? 2 - k : k] = uint8_t(int(c(size_t(k))));
+        if (i < alpha.size()) Bitmap.SetAlpha(x, y, uint8_t(alpha[i][0]));
     }
     return Bitmap;
 }
@@ -152,21 +140,26 @@ inline std::string ErrorOf(const std::function<void()>& Action) {
 }
 
 // One step on a picture: Before is drawn, Act runs on it and the picture must read After.
-struct TStep {
-    std::string Before;
-    std::function<void(TIEBitmap&)> Act;
-    std::string After;
-};
+using TStep = std::tuple<std::string, std::function<void(TIEBitmap&)>, std::string>;
 inline void ExpectSteps(const std::vector<TStep>& Steps) {
-    for (size_t i = 0; i < Steps.size(); ++i) {
+    for (const auto& [before, act, after] : Steps) {
         TIEBitmap bitmap;
-        Steps[i].Act(Draw(bitmap, Steps[i].Before));
-        EXPECT_EQ(Text(bitmap), Steps[i].After) << "step " << i << " from " << Steps[i].Before;
+        act(Draw(bitmap, before));
+        EXPECT_EQ(Text(bitmap), after) << "step from " << before;
     }
 }
 
-// The bytes of an ie1g row, padding bits included.
-inline std::vector<uint8_t> BitRow(TIEBitmap& Bitmap, int32_t Row = 0) {
-    const auto* row = static_cast<const uint8_t*>(Bitmap.GetScanline(Row));
-    return std::vector<uint8_t>(row, row + (Bitmap.Width() + 7) / 8);
+const TIEProgressEvent NoProgress;
+
+// A deterministic busy ie24RGB picture: blocks, gradients and noise.
+inline void FillBusy(TIEBitmap& Bitmap, int32_t Width, int32_t Height, uint32_t Seed = 7) {
+    Bitmap.Allocate(Width, Height, ie24RGB);
+    for (int32_t y = 0; y < Height; ++y) {
+        auto* row = static_cast<uint8_t*>(Bitmap.GetScanline(y));
+        for (int32_t i = 0; i < Width * 3; ++i) {
+            Seed = Seed * 1103515245u + 12345u;
+            const int32_t block = ((i / 3 / 9 + y / 7) & 1) ? 190 : 40;
+            row[i] = uint8_t((block + (i / 3 * 2 + y) % 30 + int32_t(Seed >> 28)) & 0xFF);
+        }
+    }
 }

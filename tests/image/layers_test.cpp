@@ -20,14 +20,8 @@ std::unique_ptr<TIEImageLayer> Layer(const std::string& Spec, int32_t Transparen
 // The merged picture as text, on a background of r 30, g 20, b 10.
 std::string Compose(TIELayer& Lower, TIELayer& Upper, TIELayer* Mask = nullptr,
                     bool LowerIsNotBackground = false) {
-    TIELayerComposition composition;
-    composition.Lower = &Lower;
-    composition.Upper = &Upper;
-    composition.Mask = Mask;
-    composition.Background = 0x0A141E;
-    composition.LowerIsNotBackground = LowerIsNotBackground;
     TIEBitmap result;
-    IEComposeLayers(composition, result);
+    IEComposeLayers(TIELayerComposition{&Lower, &Upper, Mask, 0x0A141E, LowerIsNotBackground}, result);
     return Text(result);
 }
 
