@@ -231,15 +231,12 @@ TEST(CopyAndConvertFormat, FillsTheTargetCopiesThePlaneAndMayChangeTheSource) {
 }
 
 TEST(SetPixels, WritesEachFormatByItsRuleAndLeavesTheNeighbour) {
+    // clang-format off
     const std::pair<TIEPixelFormat, const char*> formats[] = {
-        {ie8g, "0 117"},
-        {ie16g, "0 30184"},
-        {ie32f, "0 0.461373"},
-        {ieCMYK, "cmyk(255,255,255,0) cmyk(255,127,63,200)"},
-        {ie48RGB, "rgb48(0,0,0) rgb48(51400,25700,12850)"},
-        {ieCIELab, "lab(0,0,0) lab(136,36,45)"},
-        {ie24RGB, "0 rgb(200,100,50)"},
-    };
+        {ie8g, "0 117"}, {ie16g, "0 30184"}, {ie32f, "0 0.461373"}, {ie24RGB, "0 rgb(200,100,50)"},
+        {ieCMYK, "cmyk(255,255,255,0) cmyk(255,127,63,200)"}, {ie48RGB, "rgb48(0,0,0) rgb48(51400,25700,12850)"},
+        {ieCIELab, "lab(0,0,0) lab(136,36,45)"}};
+    // clang-format on
     for (const auto& [format, expected] : formats) {
         TIEBitmap bitmap(2, 1, format, 0);
         bitmap.SetPixels(1, 0, RGB(200, 100, 50));
@@ -254,12 +251,7 @@ TEST(SetPixels, WritesEachFormatByItsRuleAndLeavesTheNeighbour) {
         bits.SetPixels(x, 0, v);
     bits.SetPixels(3, 0, RGB(0, 0, 0));
     EXPECT_EQ(RowText(bits), "1 0 0 0");
-    // The display window of grey is not applied; no format reads black.
-    auto grey = Picture("ie8g 100");
-    grey->SetBlackValue(90);
-    grey->SetWhiteValue(95);
-    EXPECT_EQ(grey->GetPixels(0, 0), RGB(100, 100, 100));
-    EXPECT_EQ(TIEBitmap().GetPixels(0, 0), RGB(0, 0, 0));
+    EXPECT_EQ(TIEBitmap().GetPixels(0, 0), RGB(0, 0, 0)); // no format reads black
 }
 
 TEST(SetPixels, PaletteTakesTheNearestDeclaredEntry) {

@@ -79,8 +79,8 @@ inline std::string Text(TIEBitmap& Bitmap) {
 
 // The reverse of Text: Bitmap, allocated under its own settings, from "ie8g 1 2 / 3 4" and
 // an alpha plane after " alpha ". A single level stands for every channel of a pixel.
-inline TIEBitmap& Draw(TIEBitmap& Bitmap, const std::string& Spec) {
-    std::istringstream in(Spec);
+inline TIEBitmap& Draw(TIEBitmap& Bitmap, const std::string& Drawing) {
+    std::istringstream in(Drawing);
     std::string name, token;
     in >> name;
     TIEPixelFormat format = ieNull;
@@ -123,9 +123,9 @@ inline TIEBitmap& Draw(TIEBitmap& Bitmap, const std::string& Spec) {
     }
     return Bitmap;
 }
-inline std::unique_ptr<TIEBitmap> Picture(const std::string& Spec) {
+inline std::unique_ptr<TIEBitmap> Picture(const std::string& Drawing) {
     auto bitmap = std::make_unique<TIEBitmap>();
-    Draw(*bitmap, Spec);
+    Draw(*bitmap, Drawing);
     return bitmap;
 }
 

@@ -8,10 +8,12 @@
 
 namespace {
 
-std::unique_ptr<TIEImageLayer> Layer(const std::string& Spec, int32_t Transparency = 255,
-                                     double Opacity = 1.0) {
+std::unique_ptr<TIEImageLayer> Layer(const std::string& Drawing, int32_t Transparency = 255,
+                                     double Opacity = 1.0, int32_t X = 0, int32_t Y = 0) {
     auto layer = std::make_unique<TIEImageLayer>(nullptr);
-    Draw(layer->Bitmap(), Spec);
+    Draw(layer->Bitmap(), Drawing);
+    layer->SetPosX(X);
+    layer->SetPosY(Y);
     layer->SetTransparency(Transparency);
     layer->SetOpacity(Opacity);
     return layer;
@@ -85,8 +87,8 @@ TEST(LayerCompose, BothLayersTranslucentCombineTheirAlphas) {
               "ie24RGB 188 alpha 173");
     EXPECT_EQ(Compose(*Layer("ie24RGB 100 alpha 0"), *Layer("ie24RGB 200 alpha 0")), "ie24RGB 200 alpha 0");
     // Where the upper layer is missing the lower keeps Trunc(min(200, 100) * 0.55) = 55.
-    auto lower = Layer("ie24RGB 40 40 40 alpha 200 200 200", 100, 0.55), upper = Layer("ie24RGB 0");
-    upper->SetPosX(2);
+    auto lower = Layer("ie24RGB 40 40 40 alpha 200 200 200", 100, 0.55),
+         upper = Layer("ie24RGB 0", 255, 1, 2);
     EXPECT_EQ(Compose(*lower, *upper), "ie24RGB 40 40 0 alpha 55 55 255");
 }
 
@@ -94,17 +96,14 @@ TEST(LayerCompose, ALargerUpperLayerGrowsTheCanvasUnlessCropped) {
     // A 3x3 watermark at -1,-1 moves the picture one pixel right and down; the ring
     // outside the picture has the watermark's colour and its ceiling as alpha.
     auto picture = Layer("ie24RGB 0 0 / 0 0"),
-         mark = Layer("ie24RGB 255 255 255 / 255 255 255 / 255 255 255", 70);
-    mark->SetPosX(-1);
-    mark->SetPosY(-1);
+         mark = Layer("ie24RGB 255 255 255 / 255 255 255 / 255 255 255", 70, 1, -1, -1);
     EXPECT_EQ(Compose(*picture, *mark),
               "ie24RGB 255 255 255 / 255 70 70 / 255 70 70 alpha 70 70 70 / 70 255 255 / 70 255 255");
     // Sticking out to the left only: the corner covered by neither layer takes the
     // background colour with alpha 0.
-    auto tall = Layer("ie24RGB 255 / 255 / 255");
-    tall->SetPosX(-1);
-    EXPECT_EQ(Compose(*picture, *tall), "ie24RGB 255 0 0 / 255 0 0 / 255 rgb(30,20,10) rgb(30,20,10) alpha "
-                                        "255 255 255 / 255 255 255 / 255 0 0");
+    EXPECT_EQ(Compose(*picture, *Layer("ie24RGB 255 / 255 / 255", 255, 1, -1)),
+              "ie24RGB 255 0 0 / 255 0 0 / 255 rgb(30,20,10) rgb(30,20,10) alpha "
+              "255 255 255 / 255 255 255 / 255 0 0");
     // Cropped, it is cut to the background; over a layer that is not the background it isn't.
     mark->SetTransparency(255);
     mark->SetCropped(true);

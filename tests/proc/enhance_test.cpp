@@ -13,8 +13,8 @@
 
 namespace {
 
-std::string Enhanced(const std::string& Spec) {
-    auto image = Picture(Spec);
+std::string Enhanced(const std::string& Drawing) {
+    auto image = Picture(Drawing);
     IEAutoImageEnhance3(*image, 0.33, 70, NoProgress, nullptr);
     return Text(*image);
 }
