@@ -25,8 +25,8 @@ class TIELzwDecoder {
   private:
     int32_t NextCode();
     void Reset();
-    // Puts the string of Code into fPending, last byte first.
-    void Expand(int32_t Code);
+    // Writes the string of Code, whose length is fLength[Code], to Target.
+    void Expand(int32_t Code, uint8_t* Target) const;
 
     static constexpr int32_t kMaxCodes = 4096;
 
@@ -49,6 +49,12 @@ class TIELzwDecoder {
     int16_t fPrefix[kMaxCodes];
     uint8_t fSuffix[kMaxCodes];
     uint8_t fFirst[kMaxCodes];
-    // Bytes of the current string not yet handed out, in reverse order.
+    uint16_t fLength[kMaxCodes];
+    // A string that didn't fit in the caller's buffer, handed out from fPendingPos on.
     std::vector<uint8_t> fPending;
+    size_t fPendingPos = 0;
 };
+
+// TIFF's LZW form of Data: MSB-first codes from 9 to 12 bits that grow one code early,
+// a clear code first and whenever the table is full, the end code last.
+std::vector<uint8_t> IELzwEncodeTiff(const uint8_t* Data, size_t Size);

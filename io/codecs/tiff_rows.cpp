@@ -179,6 +179,35 @@ TRGB TIETiffRowConverter::ColourAt(size_t Pixel) const {
     }
 }
 
+// The common rows of whole bytes, without the general sample path.
+bool TIETiffRowConverter::ConvertBytes(const uint8_t* Source, size_t Count, uint8_t* Target,
+                                       uint8_t* Alpha) const {
+    const TIETiffSampleLayout& l = fLayout;
+    if (l.Bits != 8 || l.SampleFormat == 3) return false;
+    const size_t samples = size_t(l.Samples);
+    const bool grey = l.Photometric == kBlackIsZero || l.Photometric == kWhiteIsZero;
+    const uint8_t invert = l.Photometric == kWhiteIsZero ? 255 : 0;
+    if (l.Format == ie24RGB && l.Photometric == kRGB && samples >= 3) {
+        for (size_t x = 0; x < Count; ++x, Source += samples, Target += 3) {
+            Target[0] = Source[2];
+            Target[1] = Source[1];
+            Target[2] = Source[0];
+        }
+    } else if ((l.Format == ie24RGB || l.Format == ie8g) && grey) {
+        const size_t step = l.Format == ie8g ? 1 : 3;
+        for (size_t x = 0; x < Count; ++x, Source += samples, Target += step)
+            std::memset(Target, Source[0] ^ invert, step);
+    } else {
+        return false;
+    }
+    if (Alpha && l.AlphaIndex >= 0 && size_t(l.AlphaIndex) < samples) {
+        Source -= Count * samples;
+        for (size_t x = 0; x < Count; ++x)
+            Alpha[x] = Source[x * samples + size_t(l.AlphaIndex)];
+    }
+    return true;
+}
+
 void TIETiffRowConverter::Convert(const uint8_t* Source, int32_t Count, uint8_t* Target, uint8_t* Alpha) {
     if (!fValid || Count <= 0) return;
     const size_t count = size_t(Count);
@@ -189,6 +218,7 @@ void TIETiffRowConverter::Convert(const uint8_t* Source, int32_t Count, uint8_t*
             Target[i] = invert ? uint8_t(~Source[i]) : Source[i];
         return;
     }
+    if (ConvertBytes(Source, count, Target, Alpha)) return;
     FetchRaw(Source, count);
     const size_t samples = size_t(fLayout.Samples);
     const bool whiteIsZero = fLayout.Photometric == kWhiteIsZero;

@@ -40,6 +40,7 @@ class TIETiffRowConverter {
     const TIETiffSampleLayout& Layout() const { return fLayout; }
 
   private:
+    bool ConvertBytes(const uint8_t* Source, size_t Count, uint8_t* Target, uint8_t* Alpha) const;
     void FetchRaw(const uint8_t* Source, size_t Count);
     uint16_t Scaled(size_t Index) const;
     TRGB ColourAt(size_t Pixel) const;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -8,6 +9,7 @@
 #include <zlib.h>
 
 #include "image/bitmap.h"
+#include "io/codecs/lzw.h"
 #include "io/codecs/tiff.h"
 #include "io/imagerio.h"
 #include "tests/corpus.h"
@@ -209,6 +211,24 @@ TEST(TiffReader, EveryByteCompressionGivesTheSameRow) {
         for (int x = 0; x < 7; ++x)
             got.push_back(loaded->Bitmap.GetPixels_ie8(x, 0));
         EXPECT_EQ(got, row) << c.Compression;
+    }
+}
+
+// Long enough to fill the table twice over, so that widths grow and clear codes come.
+TEST(TiffLzw, EncodedDataDecodesToItself) {
+    std::vector<uint8_t> data(200000);
+    uint32_t seed = 7;
+    for (size_t i = 0; i < data.size(); ++i) {
+        seed = seed * 1664525u + 1013904223u;
+        data[i] = uint8_t(i % 300 < 150 ? i / 7 : seed >> 29);
+    }
+    for (size_t size : {size_t(0), size_t(1), size_t(253), size_t(254), size_t(255), data.size()}) {
+        const std::vector<uint8_t> packed = IELzwEncodeTiff(data.data(), size);
+        TIELzwDecoder decoder(packed.data(), packed.size(), TIELzwDecoder::TBitOrder::MsbFirst, 8, true);
+        std::vector<uint8_t> back(size + 1);
+        EXPECT_EQ(decoder.Read(back.data(), back.size()), size);
+        EXPECT_TRUE(std::equal(data.begin(), data.begin() + std::ptrdiff_t(size), back.begin())) << size;
+        EXPECT_TRUE(decoder.Finished()) << size;
     }
 }
 
