@@ -151,8 +151,9 @@ bool IEFindJpegSOI(TIEStream& Stream) {
 // Stream: positioned at or up to 149 bytes before the SOI. TableStream: an abbreviated
 // stream of tables only (JPEG inside TIFF), or nullptr. Preview: stop after the header.
 // Raw: no YCbCr to RGB conversion. ReadMetaTags: with GetMetaData, read the metadata.
-// InvertCMYK: invert CMYK samples. ApplyICC, LoadICC: colour management, which this
-// engine doesn't have yet, so they change nothing. MaxRows: stop after so many rows,
+// InvertCMYK: invert CMYK samples. LoadICC: keep the embedded profile in
+// InputICCProfile. ApplyICC: colour management, which this engine doesn't have yet, so
+// it changes nothing. MaxRows: stop after so many rows,
 // negative for all. NativePixelFormat: keep grey and CMYK as ie8g and ieCMYK.
 // Decompressor, KeepDecompressor: reuse a codec object across calls (TIFF strips).
 int32_t ReadJpegStream(TIEStream& Stream, TIEStream* TableStream, TIEBitmap& Bitmap, TIOParams& IOParams,
@@ -160,7 +161,6 @@ int32_t ReadJpegStream(TIEStream& Stream, TIEStream* TableStream, TIEBitmap& Bit
                        bool ApplyICC, bool LoadICC, int32_t MaxRows, bool NativePixelFormat,
                        std::unique_ptr<TIEGenericJPEG>* Decompressor, bool KeepDecompressor) {
     (void)ApplyICC;
-    (void)LoadICC;
     bool ownAborting = false;
     if (!Progress.Aborting) Progress.Aborting = &ownAborting;
 
@@ -223,6 +223,8 @@ int32_t ReadJpegStream(TIEStream& Stream, TIEStream* TableStream, TIEBitmap& Bit
     }
 
     CopyMarkers(codec, IOParams.JPEG_MarkerList);
+    // Kept to be written again; applying it is colour management's part.
+    IOParams.InputICCProfile = LoadICC ? IEJoinICCChunks(IOParams.JPEG_MarkerList) : std::vector<uint8_t>{};
 
     if (ReadMetaTags && IOParams.GetMetaData) {
         const bool exif = ReadMetadata(IOParams);

@@ -140,5 +140,12 @@ void IEJpegReadStream(TIEStream& Stream, TIEBitmap& Bitmap, TIOParams& IOParams,
 void IEJpegWriteStream(TIEStream& Stream, TIEBitmap& Bitmap, TIOParams& IOParams, TProgressRec& Progress);
 
 // Brings JPEG_MarkerList up to date with the parameters before a save: the resolution
-// of a Photoshop APP13 block, the EXIF block's orientation, and the XMP packet.
+// of a Photoshop APP13 block, the EXIF block's orientation, the XMP packet, and the ICC
+// profile in APP2 chunks of 32,000 bytes.
 void IEUpdateJpegMarkers(TIOParams& IOParams);
+
+// The ICC profile that the APP2 chunks of Markers make when joined by their numbers;
+// empty where there is none, or where chunks are missing, doubled or numbered wrongly.
+std::vector<uint8_t> IEJoinICCChunks(const TIEMarkerList& Markers);
+// Whether Profile has an ICC header and fits the chunks of a JPEG file.
+bool IEIsICCProfile(const std::vector<uint8_t>& Profile);

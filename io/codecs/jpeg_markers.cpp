@@ -9,7 +9,11 @@
 namespace {
 
 constexpr uint8_t kAPP1 = 0xE1;
+constexpr uint8_t kAPP2 = 0xE2;
 constexpr uint8_t kAPP13 = 0xED;
+constexpr char kICCHeader[] = "ICC_PROFILE";
+constexpr size_t kICCChunkHead = 14;
+constexpr size_t kICCChunkData = 32000;
 constexpr char kXMPHeader[] = "http://ns.adobe.com/xap/1.0/";
 constexpr size_t kXMPHeaderLength = 29;
 constexpr size_t kMaxMarkerPayload = 65533;
@@ -75,10 +79,63 @@ void UpdateXMP(TIOParams& IOParams) {
     markers.AddMarker(kAPP1, block.data(), uint16_t(block.size()));
 }
 
+bool IsICCChunk(uint8_t Type, const std::vector<uint8_t>& Data) {
+    return Type == kAPP2 && Data.size() > kICCChunkHead && std::memcmp(Data.data(), kICCHeader, 12) == 0;
+}
+
+// The profile goes out again in chunks of its own making: those of the source may have
+// been numbered wrongly, and a profile from another format has none.
+void UpdateICC(TIOParams& IOParams) {
+    const std::vector<uint8_t>& profile = IOParams.InputICCProfile;
+    if (!IEIsICCProfile(profile)) return;
+    TIEMarkerList& markers = IOParams.JPEG_MarkerList;
+    markers.DeleteMarkerInstances(kAPP2);
+    const size_t total = (profile.size() + kICCChunkData - 1) / kICCChunkData;
+    for (size_t chunk = 0; chunk < total; ++chunk) {
+        std::vector<uint8_t> data(kICCHeader, kICCHeader + 12);
+        data.push_back(uint8_t(chunk + 1));
+        data.push_back(uint8_t(total));
+        const size_t start = chunk * kICCChunkData;
+        data.insert(data.end(), profile.begin() + std::ptrdiff_t(start),
+                    profile.begin() + std::ptrdiff_t(std::min(profile.size(), start + kICCChunkData)));
+        markers.AddMarker(kAPP2, data.data(), uint16_t(data.size()));
+    }
+    markers.Sort();
+}
+
 } // namespace
+
+bool IEIsICCProfile(const std::vector<uint8_t>& Profile) {
+    // A header of 128 bytes with the signature "acsp" at byte 36; at most 255 chunks.
+    return Profile.size() >= 132 && Profile.size() <= 255 * kICCChunkData &&
+           std::memcmp(Profile.data() + 36, "acsp", 4) == 0;
+}
+
+std::vector<uint8_t> IEJoinICCChunks(const TIEMarkerList& Markers) {
+    std::vector<const std::vector<uint8_t>*> chunks;
+    size_t expected = 0;
+    for (int32_t i = 0; i < Markers.Count(); ++i) {
+        const std::vector<uint8_t>& data = Markers.GetMarkerData(i);
+        if (!IsICCChunk(Markers.GetMarkerType(i), data)) continue;
+        const size_t number = data[12], total = data[13];
+        // Chunk numbers count from 1 up to a total that all chunks agree on.
+        if (number == 0 || total == 0 || number > total || (expected && total != expected)) return {};
+        expected = total;
+        chunks.resize(total, nullptr);
+        if (chunks[number - 1]) return {};
+        chunks[number - 1] = &data;
+    }
+    std::vector<uint8_t> profile;
+    for (const std::vector<uint8_t>* chunk : chunks) {
+        if (!chunk) return {};
+        profile.insert(profile.end(), chunk->begin() + kICCChunkHead, chunk->end());
+    }
+    return profile;
+}
 
 void IEUpdateJpegMarkers(TIOParams& IOParams) {
     UpdatePhotoshopResolution(IOParams);
     UpdateEXIF(IOParams);
     UpdateXMP(IOParams);
+    UpdateICC(IOParams);
 }

@@ -63,6 +63,8 @@ enum : uint16_t {
     kTagJPEGIFByteCount = 514,
     kTagYCbCrCoefficients = 529,
     kTagYCbCrSubSampling = 530,
+    kTagXMP = 700,
+    kTagICCProfile = 34675,
     kTagPhotoshopResources = 34377,
     kTagPhotoshopSourceData = 37724,
     kTagExifIFD = 34665,
@@ -360,6 +362,11 @@ void TTIFFReaderContext::FillParams(const TIETIFFIFDReader& Reader) {
     p.TIFF_YPos = yPos > INT32_MIN && yPos < INT32_MAX ? int32_t(yPos) : 0;
     p.EXIF_HasEXIFData = Reader.FindTAG(kTagExifIFD) >= 0;
     if (!fPalette.empty()) p.ColorMap = fPalette;
+    p.InputICCProfile = Reader.ReadRawData(kTagICCProfile, 1u << 24);
+    if (p.GetMetaData) {
+        const std::vector<uint8_t> xmp = Reader.ReadRawData(kTagXMP, 1u << 24);
+        p.XMP_Info.assign(xmp.begin(), xmp.end());
+    }
 }
 
 TIEPixelFormat TTIFFReaderContext::ChooseFormat() const {
