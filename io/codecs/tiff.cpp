@@ -395,8 +395,14 @@ bool TTIFFReaderContext::WithinLimits() const {
     const TDirectory& d = fDir;
     if (d.Width <= 0 || d.Height <= 0 || d.Width > INT32_MAX || d.Height > INT32_MAX) return false;
     if (d.Width > fLimits.MaxPixels / d.Height) return false;
-    const double decoded = double(d.Width) * double(d.Height) * d.Samples * d.Bits / 8;
-    return decoded <= double(std::max<uint64_t>(fSource.Size(), 1)) * double(fLimits.MaxExpansion);
+    const double limit = double(std::max<uint64_t>(fSource.Size(), 1)) * double(fLimits.MaxExpansion);
+    const double sampleBytes = double(d.Samples) * d.Bits / 8;
+    // A tile is decoded whole, so its claimed size counts too, however small the picture.
+    if (d.Tiled && (d.TileWidth > INT32_MAX || d.TileLength > INT32_MAX ||
+                    double(d.TileWidth) * double(d.TileLength) > double(fLimits.MaxPixels) ||
+                    double(d.TileWidth) * double(d.TileLength) * sampleBytes > limit))
+        return false;
+    return double(d.Width) * double(d.Height) * sampleBytes <= limit;
 }
 
 // The bytes of a strip or tile as far as the file holds them; a count of 0 runs to the
@@ -499,7 +505,7 @@ bool TTIFFReaderContext::DecodeSubsampledBlock(TIETiffRowDecoder& Decoder, int64
     const TDirectory& d = fDir;
     if (d.Bits != 8 || d.Planar == 2 || Target.PixelFormat() != ie24RGB) return Fail();
     const int64_t h = d.SubsamplingH, v = d.SubsamplingV;
-    if (h > 4 || v > 4) return Fail();
+    if (h < 1 || v < 1 || h > 4 || v > 4) return Fail();
     const int64_t units = (StoredWidth + h - 1) / h;
     const size_t unitBytes = size_t(h * v + 2);
     std::vector<uint8_t> line(size_t(units) * unitBytes);

@@ -407,6 +407,14 @@ TEST(TiffReader, HostileFilesFailWithoutAllocating) {
         {"no byte order", {'I', 'M', 42, 0, 8, 0, 0, 0}, false},
         {"directory past the end", {'I', 'I', 42, 0, 200, 0, 0, 0}, false},
         {"gigapixels in a small file", TTiffFile{Picture(100000, 100000, {8}, 1), {{1}}}.Build(), false},
+        {"a giant tile for a small picture",
+         TTiffFile{
+             Picture(
+                 2, 2, {8}, 1,
+                 {{259, 3, {8}}, {322, 4, {1u << 20}}, {323, 4, {1u << 20}}, {324, 4, {8}}, {325, 4, {4}}}),
+             {{1, 2, 3, 4}}}
+             .Build(),
+         false},
         {"mixed bits per sample", TTiffFile{Picture(1, 1, {8, 16, 8}, 2), {{1, 2, 3, 4}}}.Build(), false},
         {"compression not read", TTiffFile{Picture(1, 1, {8}, 1, {{259, 3, {50000}}}), {{1}}}.Build(), false},
         {"directory loop", loopTo8, true},
