@@ -4,111 +4,81 @@
 #include <cstring>
 #include <memory>
 
-TIELzwDecoder::TIELzwDecoder(const uint8_t* Data, size_t Size, TBitOrder Order, int32_t MinCodeSize,
-                             bool EarlyChange)
-    : fData(Data), fSize(Size), fOrder(Order), fMinCodeSize(MinCodeSize), fClearCode(1 << MinCodeSize),
-      fEndCode(fClearCode + 1), fEarlyChange(EarlyChange) {
-    for (int32_t i = 0; i < fClearCode; ++i) {
-        fPrefix[i] = -1;
-        fSuffix[i] = uint8_t(i);
-        fFirst[i] = uint8_t(i);
-        fLength[i] = 1;
-    }
-    Reset();
-}
-
-void TIELzwDecoder::Reset() {
-    fCodeWidth = fMinCodeSize + 1;
-    fNextFree = fEndCode + 1;
-    fPrevious = -1;
-}
-
-int32_t TIELzwDecoder::NextCode() {
-    while (fBitCount < fCodeWidth) {
-        if (fBytePos >= fSize) return -1;
-        const uint32_t byte = fData[fBytePos++];
-        if (fOrder == TBitOrder::MsbFirst)
-            fBitBuffer = (fBitBuffer << 8) | byte;
-        else
-            fBitBuffer |= byte << fBitCount;
-        fBitCount += 8;
-    }
-    const uint32_t mask = (1u << fCodeWidth) - 1;
-    int32_t code;
-    if (fOrder == TBitOrder::MsbFirst) {
-        code = int32_t((fBitBuffer >> (fBitCount - fCodeWidth)) & mask);
-    } else {
-        code = int32_t(fBitBuffer & mask);
-        fBitBuffer >>= fCodeWidth;
-    }
-    fBitCount -= fCodeWidth;
-    return code;
-}
-
-void TIELzwDecoder::Expand(int32_t Code, uint8_t* Target) const {
-    // Prefixes always have lower codes than their entries, so the walk ends.
-    uint8_t* at = Target + fLength[Code];
-    for (; Code >= 0; Code = fPrefix[Code])
-        *--at = fSuffix[Code];
-}
-
-size_t TIELzwDecoder::Read(uint8_t* Target, size_t Count) {
-    size_t done = 0;
-    while (done < Count) {
-        if (fPendingPos < fPending.size()) {
-            const size_t count = std::min(Count - done, fPending.size() - fPendingPos);
-            std::memcpy(Target + done, fPending.data() + fPendingPos, count);
-            fPendingPos += count;
-            done += count;
-            continue;
+std::vector<uint8_t> IELzwDecode(const uint8_t* Data, size_t Size, TIELzwBitOrder Order, int32_t MinCodeSize,
+                                 bool EarlyChange, size_t MaxBytes) {
+    constexpr int32_t kMaxCodes = 4096;
+    const int32_t clear = 1 << MinCodeSize, end = clear + 1;
+    // Every string of the table was written out before: an entry is where and how long.
+    // A new entry is the previous string and the first byte behind it, which is the
+    // first byte of the string that comes next, so it always lies in the output.
+    std::vector<uint32_t> start(kMaxCodes);
+    std::vector<uint16_t> length(kMaxCodes);
+    std::vector<uint8_t> out(MaxBytes);
+    size_t pos = 0, in = 0;
+    uint64_t buffer = 0;
+    int32_t bits = 0, width = MinCodeSize + 1, next = end + 1, previous = -1;
+    size_t previousStart = 0, previousLength = 0;
+    while (pos < MaxBytes) {
+        while (bits < width && in < Size) {
+            if (Order == TIELzwBitOrder::MsbFirst)
+                buffer = buffer << 8 | Data[in++];
+            else
+                buffer |= uint64_t(Data[in++]) << bits;
+            bits += 8;
         }
-        if (fFinished) break;
-        const int32_t code = NextCode();
-        if (code < 0 || code == fEndCode) {
-            fFinished = true;
-            break;
-        }
-        if (code == fClearCode) {
-            Reset();
-            continue;
-        }
-        if (fPrevious < 0) {
-            // The first code after a clear must be a literal.
-            if (code >= fClearCode) {
-                fFinished = true;
-                break;
-            }
-            Target[done++] = uint8_t(code);
-            fPrevious = code;
-            continue;
-        }
-        if (code > fNextFree || (code == fNextFree && fNextFree >= kMaxCodes)) {
-            fFinished = true;
-            break;
-        }
-        // A code not yet in the table is the previous string and its own first byte.
-        const uint8_t first = code < fNextFree ? fFirst[code] : fFirst[fPrevious];
-        if (fNextFree < kMaxCodes) {
-            fPrefix[fNextFree] = int16_t(fPrevious);
-            fSuffix[fNextFree] = first;
-            fFirst[fNextFree] = fFirst[fPrevious];
-            fLength[fNextFree] = uint16_t(fLength[fPrevious] + 1);
-            ++fNextFree;
-        }
-        const size_t length = fLength[code];
-        if (length <= Count - done) {
-            Expand(code, Target + done);
-            done += length;
+        if (bits < width) break;
+        int32_t code;
+        if (Order == TIELzwBitOrder::MsbFirst) {
+            code = int32_t(buffer >> (bits - width)) & ((1 << width) - 1);
         } else {
-            fPending.resize(length);
-            fPendingPos = 0;
-            Expand(code, fPending.data());
+            code = int32_t(buffer) & ((1 << width) - 1);
+            buffer >>= width;
         }
-        fPrevious = code;
-        const int32_t limit = (1 << fCodeWidth) - (fEarlyChange ? 1 : 0);
-        if (fNextFree >= limit && fCodeWidth < 12) ++fCodeWidth;
+        bits -= width;
+        if (code == clear) {
+            width = MinCodeSize + 1;
+            next = end + 1;
+            previous = -1;
+            continue;
+        }
+        if (code == end) break;
+        if (previous < 0) {
+            // The first code after a clear must be a literal.
+            if (code > clear) break;
+            previous = code;
+            previousStart = pos;
+            previousLength = 1;
+            out[pos++] = uint8_t(code);
+            continue;
+        }
+        if (code > next || (code == next && next >= kMaxCodes)) break;
+        if (next < kMaxCodes) {
+            start[size_t(next)] = uint32_t(previousStart);
+            length[size_t(next)] = uint16_t(previousLength + 1);
+            ++next;
+        }
+        size_t count = 1;
+        if (code < clear) {
+            out[pos] = uint8_t(code);
+        } else {
+            const size_t from = start[size_t(code)];
+            count = std::min<size_t>(length[size_t(code)], MaxBytes - pos);
+            // A string still being defined overlaps its own copy by one byte.
+            if (from + count <= pos)
+                std::memcpy(out.data() + pos, out.data() + from, count);
+            else
+                for (size_t i = 0; i < count; ++i)
+                    out[pos + i] = out[from + i];
+        }
+        previous = code;
+        previousStart = pos;
+        previousLength = count;
+        pos += count;
+        const int32_t limit = (1 << width) - (EarlyChange ? 1 : 0);
+        if (next >= limit && width < 12) ++width;
     }
-    return done;
+    out.resize(pos);
+    return out;
 }
 
 std::vector<uint8_t> IELzwEncodeTiff(const uint8_t* Data, size_t Size) {

@@ -67,31 +67,6 @@ class TPackBitsRows : public TIETiffRowDecoder {
     bool fReverse;
 };
 
-class TLzwRows : public TIETiffRowDecoder {
-  public:
-    explicit TLzwRows(std::vector<uint8_t> Data)
-        : fData(std::move(Data)),
-          fDecoder(fData.data(), fData.size(), TIELzwDecoder::TBitOrder::MsbFirst, 8, true) {}
-
-    bool NextRow(uint8_t* Row, size_t RowBytes) override {
-        const size_t count = fDecoder.Read(Row, RowBytes);
-        std::memset(Row + count, 0, RowBytes - count);
-        return count == RowBytes;
-    }
-
-  private:
-    std::vector<uint8_t> fData;
-    TIELzwDecoder fDecoder;
-};
-
-// The old LZW form of early writers, with GIF's bit order: decoded whole at once.
-std::vector<uint8_t> DecodeOldLzw(const std::vector<uint8_t>& Data, size_t ExpectedBytes) {
-    TIELzwDecoder decoder(Data.data(), Data.size(), TIELzwDecoder::TBitOrder::LsbFirst, 8, false);
-    std::vector<uint8_t> out(ExpectedBytes);
-    out.resize(decoder.Read(out.data(), out.size()));
-    return out;
-}
-
 // Inflates as much as the data give, up to ExpectedBytes; a broken stream keeps what
 // came before the break.
 std::vector<uint8_t> Inflate(std::vector<uint8_t>& Data, size_t ExpectedBytes) {
@@ -157,10 +132,15 @@ std::unique_ptr<TIETiffRowDecoder> IECreateTiffRowDecoder(int32_t Compression, s
         return std::make_unique<TBufferRows>(std::move(Data), ReverseBits);
     case kTiffCompressionPackBits:
         return std::make_unique<TPackBitsRows>(std::move(Data), ReverseBits);
-    case kTiffCompressionLZW:
-        if (Data.size() >= 2 && Data[0] == 0 && (Data[1] & 1))
-            return std::make_unique<TBufferRows>(DecodeOldLzw(Data, ExpectedBytes), false);
-        return std::make_unique<TLzwRows>(std::move(Data));
+    case kTiffCompressionLZW: {
+        // The old form of early writers has GIF's bit order; a strip of it begins with a
+        // clear code in that order.
+        const bool old = Data.size() >= 2 && Data[0] == 0 && (Data[1] & 1);
+        return std::make_unique<TBufferRows>(
+            IELzwDecode(Data.data(), Data.size(), old ? TIELzwBitOrder::LsbFirst : TIELzwBitOrder::MsbFirst,
+                        8, !old, ExpectedBytes),
+            false);
+    }
     case kTiffCompressionDeflate:
     case kTiffCompressionAdobeDeflate:
         return std::make_unique<TBufferRows>(Inflate(Data, ExpectedBytes), false);

@@ -224,11 +224,11 @@ TEST(TiffLzw, EncodedDataDecodesToItself) {
     }
     for (size_t size : {size_t(0), size_t(1), size_t(253), size_t(254), size_t(255), data.size()}) {
         const std::vector<uint8_t> packed = IELzwEncodeTiff(data.data(), size);
-        TIELzwDecoder decoder(packed.data(), packed.size(), TIELzwDecoder::TBitOrder::MsbFirst, 8, true);
-        std::vector<uint8_t> back(size + 1);
-        EXPECT_EQ(decoder.Read(back.data(), back.size()), size);
-        EXPECT_TRUE(std::equal(data.begin(), data.begin() + std::ptrdiff_t(size), back.begin())) << size;
-        EXPECT_TRUE(decoder.Finished()) << size;
+        // Room for more: the end code must stop it.
+        const std::vector<uint8_t> back =
+            IELzwDecode(packed.data(), packed.size(), TIELzwBitOrder::MsbFirst, 8, true, size + 10);
+        EXPECT_TRUE(std::equal(data.begin(), data.begin() + std::ptrdiff_t(size), back.begin(), back.end()))
+            << size;
     }
 }
 
