@@ -158,6 +158,7 @@ struct TDirectory {
     int32_t Planar = 1;
     int32_t Compression = 1;
     int32_t Predictor = 1;
+    int64_t T4Options = 0;
     int32_t FillOrder = 1;
     int32_t ExtraSamples = 0;
     int32_t AlphaIndex = -1;
@@ -183,7 +184,7 @@ class TTIFFReaderContext {
     void FillParams(const TIETIFFIFDReader& Reader);
     TIEPixelFormat ChooseFormat() const;
     bool WithinLimits() const;
-    std::vector<uint8_t> ReadBlock(size_t Index) const;
+    std::vector<uint8_t> ReadBlock(size_t Index);
     bool ReadBlocks(TIEBitmap& Target, TIETiffRowConverter& Converter);
     bool DecodeBlock(size_t Index, int64_t X0, int64_t Y0, int64_t StoredWidth, int64_t StoredRows,
                      TIEBitmap& Target, TIETiffRowConverter& Converter);
@@ -212,7 +213,6 @@ class TTIFFReaderContext {
     std::vector<uint8_t> fOldJpegHead;
     bool fOldJpegEndMarker = false;
     std::vector<uint8_t> fOldJpegScanHead;
-    int64_t fT4Options = 0;
 };
 
 bool TTIFFReaderContext::SelectDirectory(TIETIFFIFDReader& Reader, int32_t& PageCount) {
@@ -256,6 +256,7 @@ bool TTIFFReaderContext::ReadTags(const TIETIFFIFDReader& Reader) {
     d.Planar = int32_t(Reader.GetInteger(kTagPlanarConfig, 0, 1));
     d.Compression = int32_t(Reader.GetInteger(kTagCompression, 0, 1));
     d.Predictor = int32_t(Reader.GetInteger(kTagPredictor, 0, 1));
+    d.T4Options = Reader.GetInteger(kTagT4Options, 0, 0);
     d.FillOrder = int32_t(Reader.GetInteger(kTagFillOrder, 0, 1));
     if (d.FillOrder != 1 && d.FillOrder != 2) d.FillOrder = 1;
     d.Software = Reader.ReadString(kTagSoftware);
@@ -334,8 +335,7 @@ void TTIFFReaderContext::FillParams(const TIETIFFIFDReader& Reader) {
     p.SamplesPerPixel = d.Samples;
     p.TIFF_BigTIFF = fHeader.BigTIFF;
     p.TIFF_ByteOrder = fHeader.BigEndian ? ioBigEndian : ioLittleEndian;
-    fT4Options = Reader.GetInteger(kTagT4Options, 0, 0);
-    p.TIFF_Compression = CompressionOf(d.Compression, fT4Options);
+    p.TIFF_Compression = CompressionOf(d.Compression, d.T4Options);
     p.TIFF_PhotometInterpret = PhotometricOf(d.Photometric);
     p.TIFF_PlanarConf = d.Planar;
     p.TIFF_FillOrder = d.FillOrder;
@@ -407,14 +407,14 @@ bool TTIFFReaderContext::WithinLimits() const {
 
 // The bytes of a strip or tile as far as the file holds them; a count of 0 runs to the
 // end of the file.
-std::vector<uint8_t> TTIFFReaderContext::ReadBlock(size_t Index) const {
+std::vector<uint8_t> TTIFFReaderContext::ReadBlock(size_t Index) {
     const uint64_t offset = fDir.Offsets[Index];
     const uint64_t size = fSource.Size();
     if (offset >= size) return {};
     uint64_t count = Index < fDir.ByteCounts.size() ? fDir.ByteCounts[Index] : 0;
     if (count == 0 || count > size - offset) count = size - offset;
     std::vector<uint8_t> data(static_cast<size_t>(count));
-    if (!const_cast<TIEDetectSource&>(fSource).ReadAt(offset, data.data(), data.size())) return {};
+    if (!fSource.ReadAt(offset, data.data(), data.size())) return {};
     return data;
 }
 
@@ -445,21 +445,16 @@ bool TTIFFReaderContext::DecodeBlock(size_t Index, int64_t X0, int64_t Y0, int64
     const size_t planes = planar ? size_t(d.Samples) : 1;
     const size_t samplesPerRow = size_t(StoredWidth) * (planar ? 1 : size_t(d.Samples));
     const size_t rowBytes = (samplesPerRow * size_t(d.Bits) + 7) / 8;
-    const bool reverse = d.FillOrder == 2 && d.Bits <= 8;
     const bool fax = d.Compression >= kTiffCompressionCCITTRLE && d.Compression <= kTiffCompressionCCITTFax4;
     if (fax && (d.Bits != 1 || d.Samples != 1)) return Fail();
+    const TIETiffBlockCoding coding{d.Compression, d.Bits, d.FillOrder, int32_t(StoredWidth), d.T4Options};
     // The planes of a planar strip lie in the strips of the same place in later planes.
     const size_t blocksPerPlane = d.Offsets.size() / planes;
     std::vector<std::unique_ptr<TIETiffRowDecoder>> decoders;
     for (size_t plane = 0; plane < planes; ++plane) {
         const size_t block = Index + plane * blocksPerPlane;
         if (block >= d.Offsets.size()) return Fail();
-        if (fax)
-            decoders.push_back(IECreateTiffFaxDecoder(d.Compression, ReadBlock(block), int32_t(StoredWidth),
-                                                      fT4Options, d.FillOrder));
-        else
-            decoders.push_back(IECreateTiffRowDecoder(d.Compression, ReadBlock(block), reverse,
-                                                      rowBytes * size_t(StoredRows)));
+        decoders.push_back(IECreateTiffRowDecoder(coding, ReadBlock(block), rowBytes * size_t(StoredRows)));
         if (!decoders.back()) return Fail();
     }
     const bool subsampled = d.Photometric == kPhotometricYCbCr && (d.SubsamplingH > 1 || d.SubsamplingV > 1);
@@ -690,10 +685,7 @@ void TTIFFReaderContext::ReadStream(bool Preview, int32_t& PageCount) {
         (d.Photometric == kPhotometricWhiteIsZero || d.Photometric == kPhotometricBlackIsZero) &&
         d.Software.compare(0, 15, "Look@Molli v1.1") == 0;
     TIETiffRowConverter converter(layout);
-    const bool known =
-        jpeg || IEHasTiffRowDecoder(d.Compression) ||
-        (d.Compression >= kTiffCompressionCCITTRLE && d.Compression <= kTiffCompressionCCITTFax4);
-    if (!known || (!jpeg && !converter.Valid())) {
+    if (!(jpeg || IEHasTiffRowDecoder(d.Compression)) || (!jpeg && !converter.Valid())) {
         Fail();
         return;
     }

@@ -5,6 +5,7 @@
 #include <zlib.h>
 
 #include "io/codecs/lzw.h"
+#include "io/codecs/tiff_ccitt.h"
 
 namespace {
 
@@ -122,12 +123,19 @@ uint8_t IEReverseBits(uint8_t Value) {
 bool IEHasTiffRowDecoder(int32_t Compression) {
     return Compression == kTiffCompressionNone || Compression == kTiffCompressionPackBits ||
            Compression == kTiffCompressionLZW || Compression == kTiffCompressionDeflate ||
-           Compression == kTiffCompressionAdobeDeflate;
+           Compression == kTiffCompressionAdobeDeflate ||
+           (Compression >= kTiffCompressionCCITTRLE && Compression <= kTiffCompressionCCITTFax4);
 }
 
-std::unique_ptr<TIETiffRowDecoder> IECreateTiffRowDecoder(int32_t Compression, std::vector<uint8_t> Data,
-                                                          bool ReverseBits, size_t ExpectedBytes) {
-    switch (Compression) {
+std::unique_ptr<TIETiffRowDecoder> IECreateTiffRowDecoder(const TIETiffBlockCoding& Coding,
+                                                          std::vector<uint8_t> Data, size_t ExpectedBytes) {
+    const bool ReverseBits = Coding.FillOrder == 2 && Coding.Bits <= 8;
+    switch (Coding.Compression) {
+    case kTiffCompressionCCITTRLE:
+    case kTiffCompressionCCITTFax3:
+    case kTiffCompressionCCITTFax4:
+        return IECreateTiffFaxDecoder(Coding.Compression, std::move(Data), Coding.Width, Coding.T4Options,
+                                      Coding.FillOrder);
     case kTiffCompressionNone:
         return std::make_unique<TBufferRows>(std::move(Data), ReverseBits);
     case kTiffCompressionPackBits:

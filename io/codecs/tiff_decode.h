@@ -24,13 +24,24 @@ enum : int32_t {
     kTiffCompressionAdobeDeflate = 32946,
 };
 
+// How the blocks of one picture are coded, as their directory says.
+struct TIETiffBlockCoding {
+    int32_t Compression = 1;
+    // Bits per sample; fill order 2 reverses the bits of bytes only up to 8 of them.
+    int32_t Bits = 8;
+    int32_t FillOrder = 1;
+    // The fax decoders need the row's width in pixels and the group 3 options.
+    int32_t Width = 0;
+    int64_t T4Options = 0;
+};
+
+// Whether a decoder below takes Compression (the fax compressions included).
 bool IEHasTiffRowDecoder(int32_t Compression);
 
-// The decoder for Compression over Data, or nullptr for a code it doesn't know.
-// ReverseBits (fill order 2) reverses the bits of each byte, where the format asks for
-// it. ExpectedBytes is the size of the decoded strip, which bounds what deflate makes.
-std::unique_ptr<TIETiffRowDecoder> IECreateTiffRowDecoder(int32_t Compression, std::vector<uint8_t> Data,
-                                                          bool ReverseBits, size_t ExpectedBytes);
+// The decoder of one block's Data, or nullptr for a compression it doesn't take.
+// ExpectedBytes is the size of the decoded block, which bounds what LZW and deflate make.
+std::unique_ptr<TIETiffRowDecoder> IECreateTiffRowDecoder(const TIETiffBlockCoding& Coding,
+                                                          std::vector<uint8_t> Data, size_t ExpectedBytes);
 
 // Undoes the horizontal differencing of predictor 2 on one row of Samples samples of
 // Bits (8 or 16, in the machine's order), Stride samples to a pixel.
