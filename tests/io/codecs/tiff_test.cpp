@@ -13,6 +13,8 @@
 #include "io/codecs/tiff.h"
 #include "io/imagerio.h"
 #include "tests/corpus.h"
+#include "tests/image/bitmaptestutil.h"
+#include "tests/image/converttestutil.h"
 #include "tests/testutil.h"
 
 namespace {
@@ -131,33 +133,6 @@ std::unique_ptr<TLoaded> Load(const std::vector<uint8_t>& Bytes, bool Native = f
     return loaded;
 }
 
-std::string Pixels(TIEBitmap& Bitmap) {
-    std::string text;
-    for (int32_t y = 0; y < Bitmap.Height(); ++y) {
-        if (y) text += " | ";
-        for (int32_t x = 0; x < Bitmap.Width(); ++x) {
-            const TRGB p = Bitmap.GetPixels(x, y);
-            char cell[16];
-            std::snprintf(cell, sizeof cell, "%s%d,%d,%d", x ? " " : "", p.r, p.g, p.b);
-            text += cell;
-        }
-    }
-    return text;
-}
-
-// "" when the pictures are equal, else the first pixel that differs.
-std::string FirstDifference(TIEBitmap& A, TIEBitmap& B) {
-    for (int32_t y = 0; y < A.Height(); ++y)
-        for (int32_t x = 0; x < A.Width(); ++x) {
-            const TRGB a = A.GetPixels(x, y), b = B.GetPixels(x, y);
-            if (a.r != b.r || a.g != b.g || a.b != b.b)
-                return std::to_string(x) + "," + std::to_string(y) + ": " + std::to_string(a.r) + " " +
-                       std::to_string(a.g) + " " + std::to_string(a.b) + " against " + std::to_string(b.r) +
-                       " " + std::to_string(b.g) + " " + std::to_string(b.b);
-        }
-    return "";
-}
-
 std::vector<uint8_t> Deflate(const std::vector<uint8_t>& Data) {
     uLongf size = compressBound(uLong(Data.size()));
     std::vector<uint8_t> out(size);
@@ -237,7 +212,7 @@ TEST(TiffReader, PackBitsRunsStopAtTheRowEnd) {
     TTiffFile file{Picture(3, 2, {8}, 1, {{259, 3, {32773}}}), {{0xFD, 9, 0x02, 1, 2, 3}}};
     auto loaded = Load(file.Build());
     ASSERT_TRUE(loaded->Ok);
-    EXPECT_EQ(Pixels(loaded->Bitmap), "9,9,9 9,9,9 9,9,9 | 1,1,1 2,2,2 3,3,3");
+    EXPECT_EQ(Text(loaded->Bitmap), "ie24RGB 9 9 9 / 1 2 3");
 }
 
 TEST(TiffReader, PredictorTwoOnlyForLzwAndDeflate) {
@@ -251,9 +226,9 @@ TEST(TiffReader, PredictorTwoOnlyForLzwAndDeflate) {
     };
     auto deflated = Load(TTiffFile{tags(8), {Deflate(row)}}.Build());
     ASSERT_TRUE(deflated->Ok);
-    EXPECT_EQ(Pixels(deflated->Bitmap), "10,20,30 15,25,35 9,19,29");
+    EXPECT_EQ(Text(deflated->Bitmap), "ie24RGB rgb(10,20,30) rgb(15,25,35) rgb(9,19,29)");
     auto plain = Load(TTiffFile{tags(1), {row}}.Build());
-    EXPECT_EQ(Pixels(plain->Bitmap), "10,20,30 5,5,5 250,250,250");
+    EXPECT_EQ(Text(plain->Bitmap), "ie24RGB rgb(10,20,30) 5 250");
 
     // 16-bit samples in a big-endian file: 0x0102 then +0x0101.
     TTiffFile wide{Picture(2, 1, {16}, 1, {{259, 3, {8}}, {317, 3, {2}}}), {Deflate({1, 2, 1, 1})}, true};
@@ -271,9 +246,9 @@ TEST(TiffReader, SampleDepthsAndPhotometrics) {
         const char* Pixels;
     } cases[] = {
         // The high byte of 16-bit grey, big-endian: 0x12 of 0x12FF.
-        {"grey16 MM", Picture(1, 1, {16}, 1), {0x12, 0xFF}, "18,18,18"},
-        {"grey4", Picture(2, 1, {4}, 1), {0x1F}, "17,17,17 255,255,255"},
-        {"white is zero", Picture(2, 1, {8}, 0), {0, 200}, "255,255,255 55,55,55"},
+        {"grey16 MM", Picture(1, 1, {16}, 1), {0x12, 0xFF}, "ie24RGB 18"},
+        {"grey4", Picture(2, 1, {4}, 1), {0x1F}, "ie24RGB 17 255"},
+        {"white is zero", Picture(2, 1, {8}, 0), {0, 200}, "ie24RGB 255 55"},
         // A 2-bit palette: the high byte of each 16-bit colour map entry.
         {"palette",
          Picture(2, 1, {2}, 3,
@@ -282,20 +257,20 @@ TEST(TiffReader, SampleDepthsAndPhotometrics) {
                    {0x1000, 0x2000, 0x3000, 0x4000, 0x5000, 0x6000, 0x7000, 0x8000, 0x9000, 0xA000, 0xB000,
                     0xC000}}}),
          {0x30},
-         "16,80,144 64,128,192"},
+         "ie24RGB rgb(16,80,144) rgb(64,128,192)"},
         // Inks 0, 0, 0, 0 are white; 255 of cyan alone gives 0 red.
-        {"cmyk", Picture(2, 1, {8, 8, 8, 8}, 5), {0, 0, 0, 0, 255, 0, 0, 0}, "255,255,255 0,255,255"},
-        {"ycbcr", Picture(1, 1, {8, 8, 8}, 6, {{530, 3, {1, 1}}}), {100, 128, 128}, "100,100,100"},
+        {"cmyk", Picture(2, 1, {8, 8, 8, 8}, 5), {0, 0, 0, 0, 255, 0, 0, 0}, "ie24RGB 255 rgb(0,255,255)"},
+        {"ycbcr", Picture(1, 1, {8, 8, 8}, 6, {{530, 3, {1, 1}}}), {100, 128, 128}, "ie24RGB 100"},
         // Signed samples are shown by their bits.
-        {"int8", Picture(1, 1, {8}, 1, {{339, 3, {2}}}), {0x80}, "128,128,128"},
+        {"int8", Picture(1, 1, {8}, 1, {{339, 3, {2}}}), {0x80}, "ie24RGB 128"},
         // A 12-bit sample repeats its high bits below: 0xABC gives 0xABCA, high byte 0xAB.
-        {"grey12", Picture(1, 1, {12}, 1), {0xAB, 0xC0}, "171,171,171"},
+        {"grey12", Picture(1, 1, {12}, 1), {0xAB, 0xC0}, "ie24RGB 171"},
     };
     for (const auto& c : cases) {
         TTiffFile file{c.Tags, {c.Data}, std::string(c.Name).find("MM") != std::string::npos};
         auto loaded = Load(file.Build());
         ASSERT_TRUE(loaded->Ok) << c.Name;
-        EXPECT_EQ(Pixels(loaded->Bitmap), c.Pixels) << c.Name;
+        EXPECT_EQ(Text(loaded->Bitmap), c.Pixels) << c.Name;
     }
 }
 
@@ -322,8 +297,7 @@ TEST(TiffReader, AlphaSamplesBecomeTheAlphaPlane) {
     // RGBA with unassociated alpha, and grey with an unspecified second sample of 8 bits.
     auto rgba = Load(TTiffFile{Picture(1, 1, {8, 8, 8, 8}, 2, {{338, 3, {2}}}), {{1, 2, 3, 77}}}.Build());
     ASSERT_TRUE(rgba->Bitmap.HasAlphaChannel());
-    EXPECT_EQ(Pixels(rgba->Bitmap), "1,2,3");
-    EXPECT_EQ(rgba->Bitmap.GetAlpha(0, 0), 77);
+    EXPECT_EQ(Text(rgba->Bitmap), "ie24RGB rgb(1,2,3) alpha 77");
     auto grey = Load(TTiffFile{Picture(1, 1, {8, 8}, 1), {{50, 60}}}.Build());
     EXPECT_EQ(grey->Bitmap.GetAlpha(0, 0), 60);
 }
@@ -332,11 +306,11 @@ TEST(TiffReader, BilevelPictures) {
     // Photometric 0 inverts: bits 1010 are black, white, black, white.
     auto whiteIsZero = Load(TTiffFile{Picture(4, 1, {1}, 0), {{0xA0}}}.Build());
     ASSERT_EQ(whiteIsZero->Bitmap.PixelFormat(), ie1g);
-    EXPECT_EQ(Pixels(whiteIsZero->Bitmap), "0,0,0 255,255,255 0,0,0 255,255,255");
+    EXPECT_EQ(Text(whiteIsZero->Bitmap), "ie1g 0 1 0 1");
     EXPECT_EQ(whiteIsZero->IO->Params().TIFF_PhotometInterpret, ioTIFF_WHITEISZERO);
     // A bilevel "RGB" picture without compression is taken as white is zero.
     auto rgb = Load(TTiffFile{Picture(4, 1, {1}, 2), {{0xA0}}}.Build());
-    EXPECT_EQ(Pixels(rgb->Bitmap), "0,0,0 255,255,255 0,0,0 255,255,255");
+    EXPECT_EQ(Text(rgb->Bitmap), "ie1g 0 1 0 1");
 }
 
 TEST(TiffReader, FaxRows) {
@@ -348,9 +322,8 @@ TEST(TiffReader, FaxRows) {
     for (const auto& [compression, data] : {std::pair{2u, mh}, {4u, g4}}) {
         auto loaded = Load(TTiffFile{Picture(8, 2, {1}, 0, {{259, 3, {compression}}}), {data}}.Build());
         ASSERT_TRUE(loaded->Ok) << compression;
-        const std::string row =
-            "255,255,255 255,255,255 255,255,255 0,0,0 0,0,0 255,255,255 255,255,255 255,255,255";
-        EXPECT_EQ(Pixels(loaded->Bitmap), row + " | " + row) << compression;
+        const std::string row = "1 1 1 0 0 1 1 1";
+        EXPECT_EQ(Text(loaded->Bitmap), "ie1g " + row + " / " + row) << compression;
     }
 }
 
@@ -368,24 +341,24 @@ TEST(TiffReader, PagesHeadersAndOrientation) {
     for (TTiffFile file : {TTiffFile{Picture(1, 1, {8}, 1), {{42}}, false, false, 1, 41},
                            TTiffFile{Picture(1, 1, {8}, 1), {{42}}, false, true},
                            TTiffFile{Picture(1, 1, {8}, 1), {{42}}, true, true}})
-        EXPECT_EQ(Pixels(Load(file.Build())->Bitmap), "42,42,42") << file.Version << file.BigTIFF;
+        EXPECT_EQ(Text(Load(file.Build())->Bitmap), "ie24RGB 42") << file.Version << file.BigTIFF;
 
     // Orientation 6: the stored row 1 2 stands upright as a column 1 over 2.
     TTiffFile turned{Picture(2, 1, {8}, 1, {{274, 3, {6}}}), {{1, 2}}};
     auto upright = Load(turned.Build(), false, 0, true);
-    EXPECT_EQ(Pixels(upright->Bitmap), "1,1,1 | 2,2,2");
+    EXPECT_EQ(Text(upright->Bitmap), "ie24RGB 1 / 2");
     EXPECT_EQ(upright->IO->Params().TIFF_Orientation, 1);
-    EXPECT_EQ(Pixels(Load(turned.Build())->Bitmap), "1,1,1 2,2,2");
+    EXPECT_EQ(Text(Load(turned.Build())->Bitmap), "ie24RGB 1 2");
 }
 
 TEST(TiffReader, MissingByteCountsRunToTheEndAndShortStripsKeepWhatTheyHave) {
     // Two strips of one row each without byte counts: each reads on to the end.
     TTiffFile file{Picture(2, 2, {8}, 1, {{278, 3, {1}}, {279, 4, {0, 0}}}), {{1, 2}, {3, 4}}};
-    EXPECT_EQ(Pixels(Load(file.Build())->Bitmap), "1,1,1 2,2,2 | 3,3,3 4,4,4");
+    EXPECT_EQ(Text(Load(file.Build())->Bitmap), "ie24RGB 1 2 / 3 4");
     // A strip that ends in its second row keeps its first row and the rest stays black.
     TTiffFile shortStrip{Picture(2, 2, {8}, 1), {{5, 6, 7}}};
     auto loaded = Load(shortStrip.Build());
-    EXPECT_EQ(Pixels(loaded->Bitmap), "5,5,5 6,6,6 | 7,7,7 0,0,0");
+    EXPECT_EQ(Text(loaded->Bitmap), "ie24RGB 5 6 / 7 0");
 }
 
 TEST(TiffReader, HostileFilesFailWithoutAllocating) {
